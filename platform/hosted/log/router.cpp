@@ -1,0 +1,170 @@
+#include "platform/hosted/log/router.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "platform/hosted/log/signal_guard.h"
+#include "platform/hosted/log/stderr_sink.h"
+
+namespace hosted::log {
+namespace {
+
+void Complain(const std::string& text)
+{
+    WriteToStderr("ownerlink: OWNERLINK_LOG: " + Visible(text) + "; ignored\n");
+}
+
+// Without the lock that the translating strerror takes.
+std::string ErrorText(int error)
+{
+    const char* text = strerrordesc_np(error);
+    return text != nullptr ? text : "error " + std::to_string(error);
+}
+
+}  // namespace
+
+constinit Gate gate;
+
+void Gate::Set(const LevelTable& open)
+{
+    for (size_t slot = 0; slot < open.size(); ++slot) {
+        closed_[slot].store(~open[slot] | kIsSet, std::memory_order_relaxed);
+    }
+}
+
+Outlet::Outlet(const OutletSpec& spec) : levels_(spec.levels), sink_(MakeSink(spec.sink))
+{
+}
+
+bool Outlet::Takes(const Record& record) const
+{
+    return (levels_[ModuleSlot(record.module)] & LevelBit(record.level)) != 0;
+}
+
+bool Outlet::Write(const Line& line, const Origin& origin)
+{
+    const int error = ReportLoss(origin) ? sink_->Write(line) : lastError_;
+    if (error != 0) {
+        lastError_ = error;
+        ++lost_;
+    }
+    return error == 0;
+}
+
+bool Outlet::ReportLoss(const Origin& origin)
+{
+    if (lost_ == 0) {
+        return true;
+    }
+    const std::string text = std::to_string(lost_) + " records lost: " + ErrorText(lastError_);
+    if (const int error = sink_->Write(Line({kPlatformModule, kWarning, text}, origin))) {
+        lastError_ = error;
+        return false;
+    }
+    lost_ = 0;
+    return true;
+}
+
+constinit Mutex Router::mutex_;
+constinit Router* Router::instance_ = nullptr;
+
+Router& Router::Instance()
+{
+    if (instance_ == nullptr) {
+        instance_ = new Router(ParseConfig(secure_getenv("OWNERLINK_LOG")));
+    }
+    return *instance_;
+}
+
+Router::Router(const Config& config)
+{
+    std::for_each(config.complaints.begin(), config.complaints.end(), Complain);
+    for (const OutletSpec& spec : config.outlets) {
+        outlets_.emplace_back(spec);
+        if (const int error = outlets_.back().Probe()) {
+            WriteToStderr("ownerlink: OWNERLINK_LOG: \"file:" + Visible(spec.sink.path) + "\": " +
+                          ErrorText(error) + "; records are lost until it can be written\n");
+        }
+    }
+    OpenGate();
+}
+
+void Router::OpenGate() const
+{
+    LevelTable open{};
+    for (const Outlet& outlet : outlets_) {
+        std::transform(open.begin(), open.end(), outlet.Levels().begin(), open.begin(),
+                       [](LevelSet left, LevelSet right) { return left | right; });
+    }
+    gate.Set(open);
+}
+
+void Router::Build()
+{
+    const SignalGuard guard;
+    const MutexLock lock(mutex_);
+    Instance();
+}
+
+bool Router::Write(const Record& record)
+{
+    const Origin origin = OriginOfCaller();
+    const Line line(record, origin);
+    bool written = true;
+    const SignalGuard guard;
+    const MutexLock lock(mutex_);
+    for (Outlet& outlet : Instance().outlets_) {
+        if (outlet.Takes(record)) {
+            written &= outlet.Write(line, origin);
+        }
+    }
+    return written;
+}
+
+bool Router::Flush()
+{
+    const Origin origin = OriginOfCaller();
+    bool written = true;
+    const SignalGuard guard;
+    const MutexLock lock(mutex_);
+    for (Outlet& outlet : Instance().outlets_) {
+        written &= outlet.ReportLoss(origin);
+    }
+    return written;
+}
+
+void Router::HoldAcrossFork()
+{
+    mutex_.lock();
+}
+
+void Router::ReleaseInParent()
+{
+    mutex_.unlock();
+}
+
+void Router::ReleaseInChild()
+{
+    if (instance_ != nullptr) {
+        for (Outlet& outlet : instance_->outlets_) {
+            outlet.EnterChild();
+        }
+    }
+    mutex_.unlock();
+}
+
+namespace {
+
+// Installed at load. Before the first use, so that a fork meanwhile is safe too; and before the
+// handlers of those who log, so that at a fork their locks are taken before this one.
+[[gnu::constructor]] void InstallForkHandlers()
+{
+    pthread_atfork(Router::HoldAcrossFork, Router::ReleaseInParent, Router::ReleaseInChild);
+}
+
+}  // namespace
+}  // namespace hosted::log

@@ -1,0 +1,22 @@
+#include "platform/hosted/log/sink.h"
+
+#include "platform/hosted/log/file_sink.h"
+#include "platform/hosted/log/stderr_sink.h"
+#include "platform/hosted/log/syslog_sink.h"
+
+namespace hosted::log {
+
+std::unique_ptr<Sink> MakeSink(const SinkSpec& spec)
+{
+    switch (spec.kind) {
+        case SinkKind::kSyslog:
+            return std::make_unique<SyslogSink>();
+        case SinkKind::kFile:
+            return std::make_unique<FileSink>(spec);
+        case SinkKind::kStandardError:
+            break;
+    }
+    return std::make_unique<StderrSink>();
+}
+
+}  // namespace hosted::log
