@@ -1,0 +1,118 @@
+// The plain records that cross the public interfaces of both ends.
+//
+// All have value semantics: a copy owns its strings and containers, and whoever holds a record owns
+// it. None is synchronised; a record is used by one thread at a time.
+#ifndef OWNERLINK_RECORDS_H
+#define OWNERLINK_RECORDS_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+// The operating-system domain of an owner. Only `DP` is served by a single-domain build.
+enum SsOperSysType : uint32_t {
+    DP = 0,
+    SD = 1,
+};
+
+// The groups of applications, each owned by one process in each domain.
+enum GroupOwner : uint32_t {
+    DATAMASTER = 0,
+    IAM = 1,
+    APPMGR = 2,
+};
+
+// One requested change, as the client takes it.
+//
+// `os` and `groupOwner` choose the owner and do not travel. No string may contain '#': the wire
+// format has no escape for it.
+struct AppInfo {
+    SsOperSysType os = DP;
+    GroupOwner groupOwner = DATAMASTER;
+    std::string appName;
+    uint32_t optionType = 0;        // 0 start, 1 terminate, 2 restart
+    std::vector<std::string> args;  // start arguments, at most 1024
+    // Dynamic parameters by index, at most three, each with at most 1024 values. What an index
+    // means is agreed between the manager and the owners.
+    std::map<int, std::vector<std::string>> dynamicPara;
+};
+
+// One requested change, as an owner's callback receives it.
+struct AppInfoForServer {
+    AppInfoForServer() = default;
+    AppInfoForServer(std::string name, std::vector<std::string> arguments)
+        : appName(std::move(name)), args(std::move(arguments))
+    {
+    }
+    AppInfoForServer(std::string name, std::vector<std::string> arguments,
+                     std::map<int, std::vector<std::string>> parameters)
+        : appName(std::move(name)), args(std::move(arguments)), dynamicPara(std::move(parameters))
+    {
+    }
+
+    std::string appName;
+    std::vector<std::string> args;
+    std::map<int, std::vector<std::string>> dynamicPara;  // always empty in a terminate list
+};
+
+// How the change of one application went.
+//
+// `INIT` is the client's own: no answer has reached this application, or no owner is configured for
+// it. All others come from the owner.
+enum AppChangeState : uint32_t {
+    SUCCESS = 0,
+    TERM_FAILED = 1,
+    START_FAILED = 2,
+    RESTART_FAILED = 3,
+    INIT = 4,
+    PROCESSING = 5,
+    START_FAILED_BY_EIO = 6,
+};
+
+// The result of one application's change.
+struct AppChangeInfo {
+    AppChangeInfo() = default;
+    AppChangeInfo(std::string name, AppChangeState changeState)
+        : appName(std::move(name)), state(changeState)
+    {
+    }
+
+    std::string appName;
+    AppChangeState state = SUCCESS;
+};
+
+// How one owner's share of a change went, or one application that has no owner.
+enum ChangeAppResult : uint32_t {
+    CHANGE_APP_SUCCEEDED = 0,
+    CHANGE_APP_FAILED = 1,
+};
+
+// A query as each owner gets it.
+struct QueryAppStatusMsg {
+    std::vector<std::string> appList;  // the names as the caller gave them
+    uint32_t queryType = 0;            // as the caller gave it
+};
+
+// One answer to a query.
+struct AppStatus {
+    std::string appName;
+    int32_t pid = 0;      // the process identifier that the owner gave
+    uint32_t status = 0;  // the state that the owner gave; the library does not interpret it
+};
+
+// One system event.
+struct SysEvent {
+    uint32_t state = 0;  // the reported system state: 0 off, 1 working, 2 suspend, ...
+};
+
+// The processor affinity that a manager asks for. It is logged and reaches no owner.
+struct CoreAffinityConfig {
+    uint8_t state = 0;
+    int8_t checkNum = 0;
+    bool isWakeUpEnable = false;
+    uint32_t checkInterval = 0;
+};
+
+#endif
