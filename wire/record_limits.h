@@ -1,0 +1,39 @@
+// The sizes that both ends of the wire agree on.
+#ifndef OWNERLINK_WIRE_RECORD_LIMITS_H
+#define OWNERLINK_WIRE_RECORD_LIMITS_H
+
+#include <ownerlink/wire.h>
+
+#include <cstddef>
+#include <string>
+#include <type_traits>
+
+namespace ProcMgr {
+
+inline constexpr size_t kRecordSize = sizeof(OwnerlinkRequestMsg);
+inline constexpr size_t kDataOffset = offsetof(OwnerlinkRequestMsg, data);
+inline constexpr size_t kDataCapacity = sizeof(OwnerlinkRequestMsg::data);
+
+// The largest item of a list, and the largest total of the items of one record: one less than the
+// capacity. The count in front of the items is not reckoned in.
+inline constexpr size_t kItemsCapacity = kDataCapacity - 1;
+
+static_assert(std::is_trivially_copyable_v<OwnerlinkRequestMsg>);
+static_assert(std::is_trivially_copyable_v<OwnerlinkResponseMsg>);
+
+// The payload of a record whose size has been checked.
+template <typename Record>
+std::string PayloadText(const Record& record)
+{
+    return std::string(record.data, static_cast<size_t>(record.size));
+}
+
+// A reader on the manager's side takes 1 to 3888 bytes; one on the owner's side takes none as well.
+inline bool IsResponseSize(uint64_t size)
+{
+    return size >= 1 && size <= kDataCapacity;
+}
+
+}  // namespace ProcMgr
+
+#endif

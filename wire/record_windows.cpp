@@ -1,0 +1,81 @@
+// The manager's side: how a list of items is cut into records.
+
+#include <ownerlink/wire.h>
+
+#include <algorithm>
+
+#include "platform/securec.h"
+#include "wire/client_unit.h"
+#include "wire/record_limits.h"
+
+namespace Ownerlink::Serialization {
+
+using ProcMgr::kDataCapacity;
+using ProcMgr::kFailure;
+using ProcMgr::kItemsCapacity;
+using ProcMgr::kWarning;
+using ProcMgr::OwnerlinkRequestMsg;
+
+bool ProcMgrCombinePiecesMsg(std::vector<std::pair<unsigned int, std::string>>& packedRequest,
+                             std::vector<OwnerlinkRequestMsg>& msgs)
+{
+    if (packedRequest.empty()) {
+        CLIENT_LOG(kFailure, "ProcMgrCombinePiecesMsg failed: packedRequest is empty!!");
+        return false;
+    }
+    std::sort(packedRequest.begin(), packedRequest.end());
+    std::vector<unsigned int> windows;
+    CalculateWindows(packedRequest, windows);
+    auto item = packedRequest.cbegin();
+    for (const unsigned int count : windows) {
+        std::string text;
+        for (unsigned int i = 0; i < count; ++i) {
+            text += (item++)->second;
+        }
+        ProcMgrCombineMsg(count, text, msgs);
+    }
+    return true;
+}
+
+// Next-fit over the sorted items, so that the first oversized one is followed by none that fits.
+void CalculateWindows(const std::vector<std::pair<unsigned int, std::string>>& packedRequest,
+                      std::vector<unsigned int>& windows)
+{
+    uint64_t total = 0;
+    unsigned int count = 0;
+    for (const auto& [size, text] : packedRequest) {
+        if (size > kItemsCapacity) {
+            CLIENT_LOG(kWarning, "CalculateWindows : packedRequest=%ubytes >= %zubytes!", size,
+                       kDataCapacity);
+            break;
+        }
+        if (total + size > kItemsCapacity) {
+            windows.push_back(count);
+            total = 0;
+            count = 0;
+        }
+        total += size;
+        ++count;
+    }
+    if (count != 0) {
+        windows.push_back(count);
+    }
+}
+
+void ProcMgrCombineMsg(unsigned int count, const std::string& text,
+                       std::vector<OwnerlinkRequestMsg>& msgs)
+{
+    const std::string payload = std::to_string(count) + "#" + text;
+    OwnerlinkRequestMsg msg;
+    msg.size = payload.size();
+    memset_s(msg.data, kDataCapacity, 0, kDataCapacity);
+    const int ret = memcpy_s(msg.data, kDataCapacity, payload.data(), payload.size());
+    if (ret != 0) {
+        // Appended all the same: the owner refuses the size, and the log here says why.
+        CLIENT_LOG(kFailure, "ProcMgrCombineMsg failed memcpy_s failed: strSize=%lu bytes, ret=%d",
+                   payload.size(), ret);
+    }
+    msgs.push_back(msg);
+}
+
+}  // namespace Ownerlink::Serialization
