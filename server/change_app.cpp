@@ -1,0 +1,85 @@
+// Serves a request to start, terminate and restart applications: three lists, one callback.
+
+#include <ownerlink/enum_text.h>
+
+#include "server/ownerlink_server_impl.h"
+#include "server/server_unit.h"
+
+namespace ProcMgr {
+namespace {
+
+struct ChangeLists {
+    std::vector<AppInfoForServer> terminate;
+    std::vector<AppInfoForServer> start;
+    std::vector<AppInfoForServer> restart;
+};
+
+// Keeps the request's order within each list. Any other option type is dropped in silence, and an
+// application to be terminated loses its dynamic parameters.
+ChangeLists Sort(const std::vector<AppInfo>& appList)
+{
+    ChangeLists lists;
+    for (const AppInfo& app : appList) {
+        switch (app.optionType) {
+            case START:
+                lists.start.emplace_back(app.appName, app.args, app.dynamicPara);
+                break;
+            case TERM:
+                lists.terminate.emplace_back(app.appName, app.args);
+                break;
+            case RESTART:
+                lists.restart.emplace_back(app.appName, app.args, app.dynamicPara);
+                break;
+            default:
+                break;
+        }
+    }
+    return lists;
+}
+
+const char* VerdictText(bool verdict)
+{
+    return verdict ? "success" : "fail";
+}
+
+}  // namespace
+
+void OwnerlinkServerImpl::ChangeApp(const OwnerlinkRequestMsg* request,
+                                    OwnerlinkResponseMsg& response)
+{
+    std::vector<AppInfo> appList;
+    if (!SS::UnPackChangeAppInfoRequestMsg(request, appList)) {
+        // Goes on: what was read is still carried out.
+        SERVER_LOG(GRP_LOG_ERROR, "UnPackChangeAppInfoRequestMsg failed, appChangeList size=%lu",
+                   appList.size());
+    }
+    std::vector<AppChangeInfo> results;
+    const bool verdict = CallChangeApp(appList, results, request->timeout);
+    if (!SS::PackChangeAppInfoResponse(verdict, results, response)) {
+        SERVER_LOG(GRP_LOG_ERROR, "PackChangeAppInfoResponse failed, ret=%u",
+                   static_cast<unsigned>(verdict));
+    }
+}
+
+bool OwnerlinkServerImpl::CallChangeApp(const std::vector<AppInfo>& appList,
+                                        std::vector<AppChangeInfo>& results, int timeOut)
+{
+    const ChangeLists lists = Sort(appList);
+    if (const auto callback = Copy(changeAppTimeoutCb_)) {
+        const bool verdict =
+            callback(lists.terminate, lists.start, lists.restart, results, timeOut);
+        SERVER_LOG(GRP_LOG_WARN, "ChangeAppState with timeout callback end. ret=%u(%s)",
+                   static_cast<unsigned>(verdict), VerdictText(verdict));
+        return verdict;
+    }
+    if (const auto callback = Copy(changeAppCb_)) {
+        const bool verdict = callback(lists.terminate, lists.start, lists.restart, results);
+        SERVER_LOG(GRP_LOG_WARN, "ChangeAppState callback end. ret=%u(%s)",
+                   static_cast<unsigned>(verdict), VerdictText(verdict));
+        return verdict;
+    }
+    SERVER_LOG(GRP_LOG_ERROR, "ChangeAppState failed, callback is nullptr");
+    return false;
+}
+
+}  // namespace ProcMgr

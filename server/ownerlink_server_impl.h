@@ -1,0 +1,143 @@
+// The server end: one class, and one source file for each of its capabilities.
+//
+// `ownerlink_server_impl.cpp` holds its life, the registrations and the dispatch; the other sources
+// hold the handlers, each of which unpacks a record, calls the owner's callback and packs the
+// answer. Requests arrive on the platform's threads, and callbacks run there, with no lock held.
+#ifndef OWNERLINK_SERVER_OWNERLINK_SERVER_IMPL_H
+#define OWNERLINK_SERVER_OWNERLINK_SERVER_IMPL_H
+
+#include <ownerlink/server.h>
+#include <ownerlink/wire.h>
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "foundation/mutex.h"
+#include "platform/iam_file.h"
+#include "platform/iam_queue.h"
+
+namespace ProcMgr {
+
+class OwnerlinkServerImpl : public OwnerlinkServer {
+public:
+    OwnerlinkServerImpl();
+    ~OwnerlinkServerImpl() override;
+
+    static OwnerlinkServerImpl* GetThis();
+
+    int EnableSyslog() override;
+    int InitSysEventServer(const std::string& serviceName) override;
+    int ReportSysEvent(const SysEvent& event) override;
+
+    int RegSsChangeAppCallBackImpl(ChangeAppCallBack callback,
+                                   const std::string& resFileName) override;
+    int RegSsChangeAppTimeoutCallBackImpl(ChangeAppTimeoutCallBack callback,
+                                          const std::string& resFileName) override;
+    int RegReloadCallBackImpl(CommandCallBack callback, const std::string& resFileName) override;
+    int RegDumpCallBackImpl(CommandCallBack callback, const std::string& resFileName) override;
+    int RegQueryAppListCallBackImpl(QueryAppListCallBack callback,
+                                    const std::string& resFileName) override;
+    int RegStopAllAppCallBackImpl(CommandCallBack callback,
+                                  const std::string& resFileName) override;
+    int RegSetSystemStateCallBackImpl(SetSystemStateCallBack callback,
+                                      const std::string& resFileName) override;
+    int RegSetSystemStateTimeoutCallBackImpl(SetSystemStateTimeoutCallBack callback,
+                                             const std::string& resFileName) override;
+    int RegSsCancelSuspendPreCallBackImpl(SetSystemStateTimeoutCallBack callback,
+                                          const std::string& resFileName) override;
+    int RegSsVerifyAppCallBackImpl(VerifyAppCallBack callback,
+                                   const std::string& resFileName) override;
+    int RegSsQueryAppStateCallBackImpl(QueryAppStateCallBack callback,
+                                       const std::string& resFileName) override;
+
+    int RegisterResService(const std::string& resFileName);
+    uint32_t GetVfsServiceTimeout() const;
+
+    // What the platform calls. All static: it holds plain function pointers.
+    static int MyOpen(IAMMgrFile* file);
+    static int MyClose(IAMMgrFile* file);
+    static long MyRead(IAMMgrFile* file, char* buf, unsigned long size, long* out);
+    static int MyIoctl(IAMMgrFile* file, unsigned int cmd, IAMIoctlArg* arg);
+    static void HandleRequestFromClient(unsigned int cmd, const OwnerlinkRequestMsg* request,
+                                        OwnerlinkResponseMsg& response);
+    static int OwnerlinkServerOpen(IamQfsMgrFile* file) EXCLUDES(poolMutex_);
+    static int OwnerlinkServerClose(IamQfsMgrFile* file) EXCLUDES(poolMutex_);
+
+private:
+    // Swaps a callback in and publishes the service. `callback` then holds the old one, which is so
+    // destroyed outside the lock.
+    template <typename CallBack>
+    int Register(CallBack& slot, CallBack& callback, const std::string& resFileName)
+        EXCLUDES(callbackMutex_)
+    {
+        {
+            const MutexLock lock(callbackMutex_);
+            slot.swap(callback);
+        }
+        return RegisterResService(resFileName);
+    }
+
+    // Copies a callback, to be called without the lock. The first registration publishes the
+    // service while the others are still to come, so that requests and registrations do meet.
+    template <typename CallBack>
+    CallBack Copy(const CallBack& slot) EXCLUDES(callbackMutex_)
+    {
+        const MutexLock lock(callbackMutex_);
+        return slot;
+    }
+
+    static int CopyOut(const OwnerlinkResponseMsg& response, const IAMIoctlArg& arg);
+    void Dispatch(unsigned int cmd, const OwnerlinkRequestMsg* request,
+                  OwnerlinkResponseMsg& response);
+
+    void ChangeApp(const OwnerlinkRequestMsg* request, OwnerlinkResponseMsg& response);
+    bool CallChangeApp(const std::vector<AppInfo>& appList, std::vector<AppChangeInfo>& results,
+                       int timeOut);
+    void SetSystemStateHandle(const OwnerlinkRequestMsg* request, OwnerlinkResponseMsg& response);
+    void CancelSuspendStateHandle(const OwnerlinkRequestMsg* request,
+                                  OwnerlinkResponseMsg& response);
+    bool DropSuspendPre(int state, OwnerlinkResponseMsg& response) EXCLUDES(cancelMutex_);
+    bool AnswerEarlyCancel(OwnerlinkResponseMsg& response) EXCLUDES(cancelMutex_);
+    void SetCancelSuspendTimer() REQUIRES(cancelMutex_);
+    bool CallSetSystemState(int state, int timeOut);
+    bool CallCancelSuspendPre(int timeOut);
+    void ReloadCfg(OwnerlinkResponseMsg& response);
+    void DumpHandle(OwnerlinkResponseMsg& response);
+    void StopAllApp(OwnerlinkResponseMsg& response);
+    void QueryAppList(OwnerlinkResponseMsg& response);
+    void QueryAppState(const OwnerlinkRequestMsg* request, OwnerlinkResponseMsg& response);
+    void VerifyApp(const OwnerlinkRequestMsg* request, OwnerlinkResponseMsg& response);
+    bool CallVerifyApp(const OwnerlinkRequestMsg* request);
+
+    bool resServiceRegistered_ = false;  // plain: set by a registration, cleared by the destructor
+    ChangeAppCallBack changeAppCb_;
+    ChangeAppTimeoutCallBack changeAppTimeoutCb_;
+    CommandCallBack reloadCb_;
+    CommandCallBack dumpCb_;
+    QueryAppListCallBack queryAppListCb_;
+    CommandCallBack stopAllAppCb_;
+    SetSystemStateCallBack setSystemStateCb_;
+    SetSystemStateTimeoutCallBack setSystemStateTimeoutCb_;
+    VerifyAppCallBack verifyAppCb_;
+    QueryAppStateCallBack queryAppStateCb_;
+    SetSystemStateTimeoutCallBack cancelSuspendPreCb_;
+    int currentSysState_ GUARDED_BY(cancelMutex_) = 0;
+    bool cancelSuspendPending_ GUARDED_BY(cancelMutex_) = false;
+    std::chrono::steady_clock::time_point cancelSuspendTime_ GUARDED_BY(cancelMutex_);
+
+    Mutex callbackMutex_;  // the callbacks, while one is copied or replaced
+    RecursiveMutex registrationMutex_;
+
+    static OwnerlinkServerImpl* pThis_;
+    static std::map<IamQfsMgrFile*, IAMShmPool> procQfsFileMap_ GUARDED_BY(poolMutex_);
+    static Mutex poolMutex_;
+    static Mutex cancelMutex_;
+    static IAMShmBlock blockHandle_;  // no road leads to these two; they keep their place
+    static IAMShmPool poolHandle_;
+};
+
+}  // namespace ProcMgr
+
+#endif
