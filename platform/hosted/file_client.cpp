@@ -1,0 +1,219 @@
+#include "platform/hosted/file_client.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/hosted/endpoint_name.h"
+#include "platform/hosted/endpoint_record.h"
+#include "platform/hosted/hosted_log.h"
+
+namespace hosted {
+namespace {
+
+using Connected = Outcome<std::unique_ptr<ClientConnection>>;
+
+constexpr int kOpenWaitMs = 500;  // for room in an owner's backlog
+constexpr int kReadLimitMs = 1000;
+constexpr int kLookUps = 8;  // an owner that changes more often than that is not up
+
+ExchangeResult Failure(int error)
+{
+    return {ExchangeEnd::kAnswered, -1, error};
+}
+
+Outcome<Endpoint> LookUp(std::string_view name)
+{
+    const Outcome<RuntimeDir> directory = OpenRuntimeDir();
+    if (!directory) {
+        return Outcome<Endpoint>::Failed(directory.error);
+    }
+    Outcome<Endpoint> endpoint = ReadEndpoint(directory.value, name);
+    if (endpoint.error == EEXIST) {
+        endpoint.error = ENOENT;  // the file is another name's
+    }
+    if (endpoint && endpoint.value.kind != EndpointKind::kFile) {
+        endpoint.error = EPROTO;
+    }
+    return endpoint;
+}
+
+// A record may name a life that ended while we looked; then the next life's stands there.
+Connected ConnectByName(std::string_view name)
+{
+    const Deadline deadline(kOpenWaitMs);
+    uint64_t lastTried = 0;
+    for (int attempt = 0; attempt < kLookUps; ++attempt) {
+        const Outcome<Endpoint> endpoint = LookUp(name);
+        if (!endpoint) {
+            return Connected::Failed(endpoint.error);
+        }
+        if (endpoint.value.instance == lastTried) {
+            break;
+        }
+        lastTried = endpoint.value.instance;
+        Connected connected =
+            Connect(std::make_shared<const Life>(
+                        Life{std::string(name), endpoint.value.instance, endpoint.value.timeoutMs}),
+                    deadline);
+        if (connected.error != ENOENT) {
+            return connected;
+        }
+    }
+    return Connected::Failed(ENOENT);
+}
+
+// The descriptor's next connection to the same life; EPIPE when that is over.
+int Reconnect(OpenFile& file, const Deadline& deadline)
+{
+    Connected connected = Connect(file.life, deadline.NoLaterThan(kOpenWaitMs));
+    if (connected.error == ENOENT) {
+        file.lifeIsOver = true;
+        return EPIPE;
+    }
+    file.connection = std::move(connected.value);
+    return connected.error;
+}
+
+int ErrorOf(const ExchangeResult& result)
+{
+    switch (result.end) {
+        case ExchangeEnd::kTimedOut:
+            return ETIMEDOUT;
+        case ExchangeEnd::kNotTaken:
+        case ExchangeEnd::kInDoubt:
+            return EPIPE;
+        case ExchangeEnd::kGarbled:
+            return EPROTO;
+        default:
+            return result.error;
+    }
+}
+
+// One attempt, on the connection that there is or on a new one. Whatever ends without an answer
+// costs the connection: an exchange in doubt must never meet the next one.
+ExchangeResult Attempt(OpenFile& file, const Request& request, const Deadline& deadline, bool whole)
+{
+    if (file.connection == nullptr) {
+        if (const int error = Reconnect(file, deadline); error != 0) {
+            return Failure(error);
+        }
+        whole = false;
+    }
+    ExchangeResult result = file.connection->Exchange(request, deadline, whole);
+    if (result.end != ExchangeEnd::kAnswered) {
+        file.connection.reset();
+    }
+    return result;
+}
+
+ExchangeResult Exchange(OpenFile& file, const Request& request, const Deadline& deadline,
+                        bool whole)
+{
+    if (file.lifeIsOver) {
+        return Failure(EPIPE);
+    }
+    ExchangeResult result = Attempt(file, request, deadline, whole);
+    if (result.end == ExchangeEnd::kNotTaken) {
+        result = Attempt(file, request, deadline, false);
+    }
+    if (result.end == ExchangeEnd::kAnswered) {
+        return result;
+    }
+    if (result.end == ExchangeEnd::kGarbled) {
+        HOSTED_LOG(kLogError, "garbled answer from the owner of %.128s", file.life->name.c_str());
+    }
+    return Failure(ErrorOf(result));
+}
+
+struct CallEnd {
+    DescriptorTable& table;
+    Descriptor& descriptor;
+    ~CallEnd() { table.EndCall(descriptor); }
+};
+
+}  // namespace
+
+FileClient& FileClient::Instance()
+{
+    static FileClient* const client = new FileClient;
+    return *client;
+}
+
+Outcome<int> FileClient::Open(std::string_view name, int flags)
+{
+    if (name.empty() || name.size() > kMaxNameSize) {
+        return Outcome<int>::Failed(name.empty() ? ENOENT : ENAMETOOLONG);
+    }
+    Connected connected{pool_.Take(name), 0};
+    if (connected.value == nullptr) {
+        connected = ConnectByName(name);
+    }
+    if (!connected) {
+        return Outcome<int>::Failed(connected.error);
+    }
+    const DescriptorRange range =
+        (flags & O_ACCMODE) == O_RDONLY ? DescriptorRange::kReadOnly : DescriptorRange::kReadWrite;
+    std::shared_ptr<const Life> life = connected.value->GetLife();
+    return table_.Insert(range, OpenFile{std::move(life), std::move(connected.value), false});
+}
+
+ExchangeResult FileClient::Run(int number, const Request& request, std::optional<int> limitMs)
+{
+    const Outcome<DescriptorTable::Call> call = table_.BeginCall(number, limitMs);
+    if (!call) {
+        return Failure(call.error);
+    }
+    const CallEnd end{table_, *call.value.descriptor};
+    return Exchange(call.value.descriptor->file, request, call.value.deadline,
+                    !call.value.hasWaited);
+}
+
+ExchangeResult FileClient::Ioctl(int number, uint32_t command, std::span<std::byte> buffer)
+{
+    return Run(number, Request{0, command, buffer, buffer}, std::nullopt);
+}
+
+ExchangeResult FileClient::Read(int number, std::span<std::byte> buffer)
+{
+    const auto count = static_cast<uint32_t>(buffer.size());
+    return Run(number, Request{kFlagRead, count, {}, buffer}, kReadLimitMs);
+}
+
+int FileClient::Close(int number)
+{
+    Outcome<OpenFile> file = table_.Remove(number);
+    if (file && file.value.connection != nullptr) {
+        pool_.GiveBack(std::move(file.value.connection));
+    }
+    return file.error;
+}
+
+int FileClient::SetTimeout(int number, int timeoutMs)
+{
+    if (timeoutMs == 0 || timeoutMs < -1) {
+        return EINVAL;
+    }
+    return table_.SetTimeout(number, timeoutMs);
+}
+
+void FileClient::LockForFork()
+{
+    table_.LockForFork();
+    pool_.LockForFork();
+}
+
+void FileClient::UnlockAfterFork()
+{
+    pool_.UnlockAfterFork();
+    table_.UnlockAfterFork();
+}
+
+void FileClient::ForgetInChild()
+{
+    pool_.ForgetInChild();
+    table_.ForgetInChild();
+}
+
+}  // namespace hosted

@@ -1,0 +1,151 @@
+#include "platform/hosted/name_lock.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <set>
+
+#include "platform/hosted/endpoint_name.h"
+#include "platform/hosted/hosted_log.h"
+
+namespace hosted {
+namespace {
+
+constexpr mode_t kLockMode = 0600;
+
+struct HeldNames {
+    Mutex mutex;
+    std::set<std::string> files HOSTED_GUARDED_BY(mutex);
+};
+
+HeldNames& Held()
+{
+    static HeldNames* const held = new HeldNames;
+    return *held;
+}
+
+bool EnterTable(const std::string& file)
+{
+    const MutexLock lock(Held().mutex);
+    return Held().files.insert(file).second;
+}
+
+void LeaveTable(const std::string& file)
+{
+    const MutexLock lock(Held().mutex);
+    Held().files.erase(file);
+}
+
+UniqueFd OpenLockFile(const RuntimeDir& directory, const std::string& file)
+{
+    UniqueFd fd = UniqueFd::Make([&] {
+        return openat(directory.fd.Get(), file.c_str(),
+                      O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kLockMode);
+    });
+    if (fd && geteuid() == 0 && directory.owner != 0) {
+        // What root makes here the directory's user must be able to lock later.
+        (void)!fchown(fd.Get(), directory.owner, static_cast<gid_t>(-1));
+    }
+    return fd;
+}
+
+struct flock WholeFile()
+{
+    struct flock region = {};
+    region.l_type = F_WRLCK;
+    region.l_whence = SEEK_SET;
+    return region;
+}
+
+int LockFile(int fd, std::string_view name)
+{
+    struct flock region = WholeFile();
+    if (fcntl(fd, F_SETLK, &region) == 0) {
+        return 0;
+    }
+    const int error = errno;
+    if (error != EAGAIN && error != EACCES) {
+        return error;
+    }
+    region = WholeFile();
+    fcntl(fd, F_GETLK, &region);
+    HOSTED_LOG(kLogError, "resource %.128s is published by process %d already",
+               std::string(name).c_str(), region.l_pid);
+    return EADDRINUSE;
+}
+
+// Somebody may have removed the file between our open and our lock.
+bool IsStillInPlace(const RuntimeDir& directory, int fd, const std::string& file)
+{
+    struct stat locked = {};
+    struct stat named = {};
+    return fstat(fd, &locked) == 0 &&
+           fstatat(directory.fd.Get(), file.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           locked.st_ino == named.st_ino && locked.st_dev == named.st_dev;
+}
+
+Outcome<UniqueFd> TakeFile(const RuntimeDir& directory, const std::string& file,
+                           std::string_view name)
+{
+    while (true) {
+        UniqueFd fd = OpenLockFile(directory, file);
+        if (!fd) {
+            return Outcome<UniqueFd>::Failed(errno);
+        }
+        if (const int error = LockFile(fd.Get(), name); error != 0) {
+            return Outcome<UniqueFd>::Failed(error);
+        }
+        if (IsStillInPlace(directory, fd.Get(), file)) {
+            return Succeeded(std::move(fd));
+        }
+    }
+}
+
+}  // namespace
+
+Outcome<NameLock> NameLock::Take(const RuntimeDir& directory, std::string_view name)
+{
+    Outcome<NameLock> taken;
+    std::string file = LockFileName(name);
+    if (!EnterTable(file)) {
+        HOSTED_LOG(kLogError, "resource %.128s is published by this process already",
+                   std::string(name).c_str());
+        taken.error = EADDRINUSE;
+        return taken;
+    }
+    Outcome<UniqueFd> fd = TakeFile(directory, file, name);
+    if (!fd) {
+        LeaveTable(file);
+        taken.error = fd.error;
+        return taken;
+    }
+    return Outcome<NameLock>{NameLock(std::move(fd.value), std::move(file)), 0};
+}
+
+NameLock::~NameLock()
+{
+    if (!file_.empty()) {
+        // The file first: the table must not admit a second open of it while we hold the lock.
+        fd_.Reset();
+        LeaveTable(file_);
+    }
+}
+
+void NameLock::LockForFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    Held().mutex.lock();
+}
+
+void NameLock::UnlockAfterFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    Held().mutex.unlock();
+}
+
+void NameLock::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
+{
+    Held().files.clear();
+}
+
+}  // namespace hosted

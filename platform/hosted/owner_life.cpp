@@ -1,0 +1,238 @@
+// The owner's server from registration to the end of the process, forks included.
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "platform/hosted/endpoint_name.h"
+#include "platform/hosted/endpoint_record.h"
+#include "platform/hosted/hosted_log.h"
+#include "platform/hosted/owner_server.h"
+#include "platform/hosted/process_life.h"
+#include "platform/hosted/runtime_dir.h"
+#include "platform/hosted/socket_address.h"
+
+namespace hosted {
+namespace {
+
+constexpr uint32_t kDefaultTimeoutMs = 5000;  // of a service that names none
+constexpr std::chrono::seconds kExitWait{2};
+
+uint64_t NewInstance()
+{
+    uint64_t instance = 0;
+    while (getrandom(&instance, sizeof instance, 0) != sizeof instance) {}
+    return instance;
+}
+
+int CheckDescription(const IAMServiceDesc& desc)
+{
+    if (desc.name == nullptr || *desc.name == '\0' || desc.ops == nullptr) {
+        HOSTED_LOG(kLogError, "a resource needs %s", "a name and its hooks");
+        return EINVAL;
+    }
+    return strnlen(desc.name, kMaxNameSize + 1) <= kMaxNameSize ? 0 : ENAMETOOLONG;
+}
+
+UniqueFd MakeSpare()
+{
+    return UniqueFd::Make([] { return open("/dev/null", O_RDONLY | O_CLOEXEC); });
+}
+
+void StopAtExit()
+{
+    OwnerServer::Instance().Stop();
+}
+
+}  // namespace
+
+OwnerServer& OwnerServer::Instance()
+{
+    static OwnerServer* const server = new OwnerServer;
+    return *server;
+}
+
+int OwnerServer::Register(const IAMServiceDesc& desc)
+{
+    int error = CheckDescription(desc);
+    if (error != 0) {
+        return error;
+    }
+    {
+        const MutexLock lock(registration_);
+        error = stopping_.load() ? ESHUTDOWN : Publish(desc);
+    }
+    if (error != 0) {
+        HOSTED_LOG(kLogError, "resource %.128s cannot be published in %s: %s", desc.name,
+                   RuntimeDirPath().c_str(), strerror(error));
+        return error;
+    }
+    HOSTED_LOG(kLogInfo, "resource %.128s is published in %s", desc.name, RuntimeDirPath().c_str());
+    return 0;
+}
+
+int OwnerServer::Publish(const IAMServiceDesc& desc)
+{
+    const Outcome<RuntimeDir> directory = PrepareRuntimeDir();
+    if (!directory) {
+        return directory.error;
+    }
+    Outcome<NameLock> lock = NameLock::Take(directory.value, desc.name);
+    if (!lock) {
+        return lock.error;
+    }
+    auto service = std::make_unique<OwnerService>(std::move(lock.value));
+    service->name = desc.name;
+    service->ops = *desc.ops;
+    service->instance = NewInstance();
+    service->group = ConnectingGroup();
+    if (const int error = StartOnce(); error != 0) {
+        return error;
+    }
+    const uint32_t timeoutMs = desc.timeout == 0 ? kDefaultTimeoutMs : desc.timeout;
+    return GoUp(directory.value, std::move(service), timeoutMs);
+}
+
+int OwnerServer::StartOnce()
+{
+    if (threads_.IsStarted()) {
+        return 0;
+    }
+    {
+        const MutexLock lock(mutex_);
+        spare_ = MakeSpare();
+    }
+    if (const int error = threads_.Start(ThreadBody); error != 0) {
+        return error;
+    }
+    if (std::exchange(process_, getpid()) == 0) {
+        std::atexit(StopAtExit);
+    }
+    return 0;
+}
+
+// Listens first and publishes last: whoever finds the record finds an owner behind it. The socket
+// of the life before, dead since its lock was free, goes when nothing names it any more.
+int OwnerServer::GoUp(const RuntimeDir& directory, std::unique_ptr<OwnerService> service,
+                      uint32_t timeoutMs)
+{
+    const Outcome<Endpoint> former = ReadEndpoint(directory, service->name);
+    if (former.error == EEXIST) {
+        return EEXIST;
+    }
+    Outcome<UniqueFd> listener = ListenAt(directory, service->instance);
+    if (!listener) {
+        return listener.error;
+    }
+    service->listener = std::move(listener.value);
+    const Endpoint endpoint{service->instance, timeoutMs, EndpointKind::kFile};
+    const int error = PublishEndpoint(directory, service->name, endpoint);
+    if (error != 0) {
+        RemoveSocket(directory, service->instance);
+        return error;
+    }
+    if (former) {
+        RemoveSocket(directory, former.value.instance);
+    }
+    return Serve(std::move(service));
+}
+
+// From here on the service stays, so that its threads need no lock to look at it.
+int OwnerServer::Serve(std::unique_ptr<OwnerService> service)
+{
+    const MutexLock lock(mutex_);
+    services_.push_back(std::move(service));
+    OwnerService& kept = *services_.back();
+    return threads_.Watch(kept.listener.Get(), &kept, true);
+}
+
+void OwnerServer::Stop()
+{
+    {
+        const MutexLock registration(registration_);
+        if (process_ != getpid()) {
+            return;  // a child that no fork handler has seen: the endpoints are its parent's
+        }
+        stopping_.store(true);
+        threads_.Stop();
+        const MutexLock lock(mutex_);
+        EndServices();
+        EndIdleConnections();
+    }
+    WaitForHooks();
+}
+
+// The name's lock stays with the process: until it is gone nobody else may publish the name.
+void OwnerServer::EndServices()
+{
+    const Outcome<RuntimeDir> directory = OpenRuntimeDir();
+    for (const auto& service : services_) {
+        if (directory) {
+            RemoveRecord(directory.value, service->name);
+            RemoveSocket(directory.value, service->instance);
+        }
+        service->listener.Reset();
+    }
+}
+
+// A request that lies unread at the close is one that the client knows was not taken. No hook runs
+// any more, the close hooks included. The others' threads see the end once they have answered.
+void OwnerServer::EndIdleConnections()
+{
+    for (OwnerConnection* const connection : connections_) {
+        if (connection->isParked.exchange(false)) {
+            connection->fd.Reset();
+        } else {
+            shutdown(connection->fd.Get(), SHUT_RD);
+        }
+    }
+}
+
+void OwnerServer::WaitForHooks()
+{
+    const auto end = std::chrono::steady_clock::now() + kExitWait;
+    const MutexLock lock(mutex_);
+    while (runningHooks_.load() > HooksOnThisThread()) {
+        if (!hooksEnded_.WaitUntil(mutex_, end)) {
+            return;
+        }
+    }
+}
+
+void OwnerServer::LockForFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    registration_.lock();
+    mutex_.lock();
+    peers_.LockForFork();
+}
+
+void OwnerServer::UnlockAfterFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    peers_.UnlockAfterFork();
+    mutex_.unlock();
+    registration_.unlock();
+}
+
+// The services and connections are left where they are: the thread that forked may stand in a hook
+// of one of them.
+void OwnerServer::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
+{
+    static auto* const leftServices = new std::vector<std::unique_ptr<OwnerService>>;
+    static auto* const leftConnections = new std::unordered_set<OwnerConnection*>;
+    for (auto& service : services_) {
+        leftServices->push_back(std::move(service));
+    }
+    leftConnections->merge(connections_);
+    services_.clear();
+    threads_.ForgetInChild();
+    stopping_.store(false);
+    runningHooks_.store(0);
+}
+
+}  // namespace hosted

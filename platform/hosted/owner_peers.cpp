@@ -1,0 +1,86 @@
+#include "platform/hosted/owner_peers.h"
+
+#include <unistd.h>
+
+namespace hosted {
+namespace {
+
+Refusal EnterBoth(Counter& ofProcess, int processLimit, Counter* ofUser, int userLimit)
+{
+    if (!ofProcess.Enter(processLimit)) {
+        return {"process", processLimit, ofProcess.Count()};
+    }
+    if (ofUser != nullptr && !ofUser->Enter(userLimit)) {
+        ofProcess.Leave();
+        return {"user", userLimit, ofUser->Count()};
+    }
+    return {};
+}
+
+}  // namespace
+
+Refusal Peer::EnterRequest()
+{
+    return EnterBoth(requests, kRequestsPerProcess, others != nullptr ? &others->requests : nullptr,
+                     kRequestsPerUser);
+}
+
+void Peer::LeaveRequest()
+{
+    requests.Leave();
+    if (others != nullptr) {
+        others->requests.Leave();
+    }
+}
+
+std::pair<std::shared_ptr<Peer>, Refusal> OwnerPeers::Admit(const PeerCredentials& credentials)
+{
+    const MutexLock lock(mutex_);
+    std::shared_ptr<Peer> peer = Find(credentials);
+    const Refusal refusal = EnterBoth(
+        peer->connections, kConnectionsPerProcess,
+        peer->others != nullptr ? &peer->others->connections : nullptr, kConnectionsPerUser);
+    if (!refusal) {
+        return {std::move(peer), refusal};
+    }
+    if (peer->connections.Count() == 0) {
+        peers_.erase({peer->process, peer->user});
+    }
+    return {nullptr, refusal};
+}
+
+std::shared_ptr<Peer> OwnerPeers::Find(const PeerCredentials& credentials)
+{
+    std::shared_ptr<Peer>& peer = peers_[{credentials.process, credentials.user}];
+    if (peer == nullptr) {
+        peer = std::make_shared<Peer>();
+        peer->process = credentials.process;
+        peer->user = credentials.user;
+        peer->others = credentials.user == geteuid() ? nullptr : &users_[credentials.user];
+    }
+    return peer;
+}
+
+void OwnerPeers::Leave(const std::shared_ptr<Peer>& peer)
+{
+    const MutexLock lock(mutex_);
+    peer->connections.Leave();
+    if (peer->others != nullptr) {
+        peer->others->connections.Leave();
+    }
+    if (peer->connections.Count() == 0) {
+        peers_.erase({peer->process, peer->user});
+    }
+}
+
+void OwnerPeers::LockForFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    mutex_.lock();
+}
+
+void OwnerPeers::UnlockAfterFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    mutex_.unlock();
+}
+
+}  // namespace hosted

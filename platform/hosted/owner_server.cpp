@@ -1,0 +1,306 @@
+#include "platform/hosted/owner_server.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "platform/hosted/hosted_log.h"
+#include "platform/hosted/peer_credentials.h"
+
+namespace hosted {
+namespace {
+
+// How long a thread stays with a connection that is silent.
+constexpr timeval kStickyTime = {0, 20000};
+
+thread_local int hooksOnThisThread = 0;
+
+UniqueFd Accept(const OwnerService& service)
+{
+    return UniqueFd::Make(
+        [&] { return accept4(service.listener.Get(), nullptr, nullptr, SOCK_CLOEXEC); });
+}
+
+bool IsShortage(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+void SendRefusal(int fd, int error)
+{
+    MessageHeader header = {};
+    header.magic = kMessageMagic;
+    header.version = kProtocolVersion;
+    header.flags = kFlagAnswer | kFlagRefused;
+    header.result = -1;
+    header.error = error;
+    send(fd, &header, sizeof header, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+}  // namespace
+
+int OwnerServer::HooksOnThisThread()
+{
+    return hooksOnThisThread;
+}
+
+// Counts a hook from before the look at `stopping_` until its answer is sent, so that `Stop` either
+// waits for it or has it refused.
+class OwnerServer::RunningHook {
+public:
+    explicit RunningHook(OwnerServer& server) : server_(server)
+    {
+        server_.runningHooks_.fetch_add(1);
+        ++hooksOnThisThread;
+    }
+    ~RunningHook()
+    {
+        --hooksOnThisThread;
+        server_.runningHooks_.fetch_sub(1);
+        if (server_.stopping_.load()) {
+            const MutexLock lock(server_.mutex_);
+            server_.hooksEnded_.NotifyAll();
+        }
+    }
+    RunningHook(const RunningHook&) = delete;
+    RunningHook& operator=(const RunningHook&) = delete;
+
+    bool MayRun() const { return !server_.stopping_.load(); }
+
+private:
+    OwnerServer& server_;
+};
+
+void OwnerServer::ThreadBody()
+{
+    OwnerServer& server = Instance();
+    const auto buffer = std::make_unique_for_overwrite<MessageBuffer>();
+    EventSource* source = server.threads_.Wait();
+    while (source != nullptr) {
+        try {
+            server.ServeEvent(source, *buffer);
+        } catch (const std::bad_alloc&) {
+            HOSTED_LOG(kLogError, "a connection is lost: no memory%s", "");
+        }
+        source = server.threads_.WaitAgain();
+    }
+}
+
+void OwnerServer::ServeEvent(EventSource* source, MessageBuffer& buffer)
+{
+    if (source->kind == EventSource::Kind::kService) {
+        AcceptFrom(static_cast<OwnerService&>(*source), buffer);
+        return;
+    }
+    auto& connection = static_cast<OwnerConnection&>(*source);
+    if (connection.isParked.exchange(false)) {
+        ServeConnection(connection, buffer, false);
+    }
+}
+
+void OwnerServer::AcceptFrom(OwnerService& service, MessageBuffer& buffer)
+{
+    UniqueFd fd = AcceptOne(service);
+    OwnerConnection* const connection = fd ? Admit(service, std::move(fd)) : nullptr;
+    if (connection != nullptr) {
+        ServeConnection(*connection, buffer, threads_.MayStick());
+    }
+}
+
+// Leaves the listener to the next thread.
+UniqueFd OwnerServer::AcceptOne(OwnerService& service)
+{
+    bool shed = false;
+    UniqueFd fd;
+    {
+        const MutexLock lock(mutex_);
+        if (!service.listener) {
+            return fd;  // stopped
+        }
+        fd = Accept(service);
+        if (!fd && IsShortage(errno)) {
+            ShedConnection(service);
+            shed = true;
+        }
+        threads_.Rearm(service.listener.Get(), &service);
+    }
+    if (shed) {
+        HOSTED_LOG(kLogError, "connection to %.128s refused: no descriptor left in this process",
+                   service.name.c_str());
+    }
+    return fd;
+}
+
+// The process has no descriptor left: the spare one accepts the connection, which is then ended.
+// Left alone it would stay in the backlog and wake a thread for ever.
+void OwnerServer::ShedConnection(const OwnerService& service)
+{
+    spare_.Reset();
+    const UniqueFd shed = Accept(service);
+    if (shed) {
+        SendRefusal(shed.Get(), EBUSY);
+    }
+}
+
+// Null when the peer has been turned away.
+OwnerConnection* OwnerServer::Admit(OwnerService& service, UniqueFd fd)
+{
+    const PeerCredentials credentials = CredentialsOf(fd.Get());
+    if (!MayConnect(fd.Get(), credentials, service.group)) {
+        HOSTED_LOG(kLogError,
+                   "connection to %.128s refused: process %d of user %u is not permitted",
+                   service.name.c_str(), credentials.process, credentials.user);
+        SendRefusal(fd.Get(), EACCES);
+        return nullptr;
+    }
+    auto connection = std::make_unique<OwnerConnection>();
+    auto [peer, refusal] = peers_.Admit(credentials);
+    if (refusal) {
+        HOSTED_LOG(
+            kLogError,
+            "connection to %.128s refused: process %d of user %u, limit of a %s %d, count %d",
+            service.name.c_str(), credentials.process, credentials.user, refusal.limitOf,
+            refusal.limit, refusal.count);
+        SendRefusal(fd.Get(), EBUSY);
+        return nullptr;
+    }
+    connection->fd = std::move(fd);
+    connection->peer = std::move(peer);
+    connection->file.service = &service;
+    const MutexLock lock(mutex_);
+    connections_.insert(connection.get());
+    return connection.release();
+}
+
+void OwnerServer::ServeConnection(OwnerConnection& connection, MessageBuffer& buffer, bool mayStick)
+{
+    while (true) {
+        size_t size = 0;
+        const Received received = Receive(connection, buffer, mayStick, &size);
+        if (received == Received::kNothing) {
+            Park(connection);
+            return;
+        }
+        if (received == Received::kEnd || !HandleMessage(connection, buffer, size)) {
+            End(connection);
+            return;
+        }
+        mayStick = threads_.MayStick();
+    }
+}
+
+OwnerServer::Received OwnerServer::Receive(OwnerConnection& connection, MessageBuffer& buffer,
+                                           bool sticky, size_t* size)
+{
+    if (sticky && !connection.hasReceiveTimeout) {
+        setsockopt(connection.fd.Get(), SOL_SOCKET, SO_RCVTIMEO, &kStickyTime, sizeof kStickyTime);
+        connection.hasReceiveTimeout = true;
+    }
+    // Without room for ancillary data the kernel closes descriptors that a peer sends along.
+    const ssize_t received = recv(connection.fd.Get(), buffer.bytes, sizeof buffer.bytes,
+                                  MSG_TRUNC | (sticky ? 0 : MSG_DONTWAIT));
+    if (received > 0) {
+        *size = static_cast<size_t>(received);
+        return Received::kMessage;
+    }
+    const bool isSilence = received < 0 && (errno == EAGAIN || errno == EINTR);
+    return isSilence ? Received::kNothing : Received::kEnd;
+}
+
+// False when the connection is to end.
+bool OwnerServer::HandleMessage(OwnerConnection& connection, MessageBuffer& buffer, size_t size)
+{
+    MessageHeader header = {};
+    if (!IsWholeMessage(buffer.bytes, size, &header)) {
+        HOSTED_LOG(kLogError, "garbage of %zu bytes from process %d of user %u: connection ended",
+                   size, connection.peer->process, connection.peer->user);
+        return false;
+    }
+    if (header.version != kProtocolVersion || !IsRequest(header)) {
+        HOSTED_LOG(kLogError, "protocol %u, flags %u from process %d of user %u: connection ended",
+                   header.version, header.flags, connection.peer->process, connection.peer->user);
+        SendRefusal(connection.fd.Get(), EPROTO);
+        return false;
+    }
+    return HandleRequest(connection, buffer, header);
+}
+
+bool OwnerServer::HandleRequest(OwnerConnection& connection, MessageBuffer& buffer,
+                                MessageHeader& header)
+{
+    const RunningHook running(*this);
+    if (!running.MayRun()) {
+        return false;
+    }
+    // Reads are exempt: they tell the living owner from the dead one.
+    const bool isRead = (header.flags & kFlagRead) != 0;
+    if (!threads_.EnsureWaiting(isRead ? kMaxThreads + kSpareThreads : kMaxThreads)) {
+        return Refuse(connection, header, {"owner", kMaxThreads, runningHooks_.load()});
+    }
+    const Refusal refusal = isRead ? Refusal() : connection.peer->EnterRequest();
+    if (refusal) {
+        return Refuse(connection, header, refusal);
+    }
+    RunHooks(connection.file, header, buffer.Payload());
+    if (!isRead) {
+        connection.peer->LeaveRequest();
+    }
+    return Answer(connection, buffer.bytes, header);
+}
+
+bool OwnerServer::Refuse(OwnerConnection& connection, MessageHeader& header, const Refusal& refusal)
+{
+    HOSTED_LOG(kLogError,
+               "request to %.128s refused: process %d of user %u, limit of %s %d, count %d",
+               connection.file.service->name.c_str(), connection.peer->process,
+               connection.peer->user, refusal.limitOf, refusal.limit, refusal.count);
+    // The next request must open the file that this one has not.
+    connection.file.isStale = connection.file.isStale || (header.flags & kFlagOpen) != 0;
+    header.size = 0;
+    header.result = -1;
+    header.error = EBUSY;
+    std::byte message[sizeof header];
+    return Answer(connection, message, header);
+}
+
+// Never waits: a peer that cannot take its answer is dropped.
+bool OwnerServer::Answer(OwnerConnection& connection, std::byte* message, MessageHeader& header)
+{
+    header.flags = static_cast<uint16_t>((header.flags & kFlagRead) | kFlagAnswer);
+    std::memcpy(message, &header, sizeof header);
+    const size_t size = sizeof header + header.size;
+    return send(connection.fd.Get(), message, size, MSG_DONTWAIT | MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(size);
+}
+
+void OwnerServer::Park(OwnerConnection& connection)
+{
+    const int fd = connection.fd.Get();
+    const bool isFirst = !std::exchange(connection.isWatched, true);
+    connection.isParked.store(true);
+    // From here on it can be another thread's, and gone.
+    const bool failed = threads_.Watch(fd, &connection, isFirst) != 0;
+    if ((failed || stopping_.load()) && connection.isParked.exchange(false)) {
+        End(connection);
+    }
+}
+
+void OwnerServer::End(OwnerConnection& connection)
+{
+    if (connection.file.isOpen) {
+        threads_.EnsureWaiting(kMaxThreads);
+        RunCloseHook(connection.file);
+    }
+    {
+        const MutexLock lock(mutex_);
+        connections_.erase(&connection);
+    }
+    peers_.Leave(connection.peer);
+    delete &connection;
+}
+
+}  // namespace hosted

@@ -1,0 +1,91 @@
+// The owner's side of resource files: accepts, receives, runs the hooks and answers.
+#ifndef OWNERLINK_PLATFORM_HOSTED_OWNER_SERVER_H
+#define OWNERLINK_PLATFORM_HOSTED_OWNER_SERVER_H
+
+#include <atomic>
+#include <memory>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/hosted/condition.h"
+#include "platform/hosted/message.h"
+#include "platform/hosted/mutex.h"
+#include "platform/hosted/owner_peers.h"
+#include "platform/hosted/owner_service.h"
+#include "platform/hosted/owner_threads.h"
+#include "platform/hosted/runtime_dir.h"
+#include "platform/iam_file.h"
+
+namespace hosted {
+
+// One thread's room for a message. The payload behind the header is aligned for any record.
+struct alignas(64) MessageBuffer {
+    std::byte bytes[kMaxMessage];
+
+    std::byte* Payload() { return bytes + sizeof(MessageHeader); }
+};
+
+class OwnerServer {
+public:
+    // Built at the first registration, never destroyed.
+    static OwnerServer& Instance();
+
+    // Publishes `desc`. 0 or an errno number; logs why.
+    int Register(const IAMServiceDesc& desc) HOSTED_EXCLUDES(registration_, mutex_);
+
+    // Stops taking work, ends what is idle and waits for the hooks that run, up to 2 s.
+    void Stop() HOSTED_EXCLUDES(registration_, mutex_);
+
+    void LockForFork();
+    void UnlockAfterFork();
+    void ForgetInChild();
+
+private:
+    enum class Received { kMessage, kNothing, kEnd };
+    class RunningHook;
+
+    static void ThreadBody();
+    static int HooksOnThisThread();
+    void ServeEvent(EventSource* source, MessageBuffer& buffer);
+
+    void AcceptFrom(OwnerService& service, MessageBuffer& buffer);
+    UniqueFd AcceptOne(OwnerService& service) HOSTED_EXCLUDES(mutex_);
+    void ShedConnection(const OwnerService& service) HOSTED_REQUIRES(mutex_);
+    OwnerConnection* Admit(OwnerService& service, UniqueFd fd) HOSTED_EXCLUDES(mutex_);
+
+    void ServeConnection(OwnerConnection& connection, MessageBuffer& buffer, bool mayStick);
+    Received Receive(OwnerConnection& connection, MessageBuffer& buffer, bool sticky, size_t* size);
+    bool HandleMessage(OwnerConnection& connection, MessageBuffer& buffer, size_t size);
+    bool HandleRequest(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
+    bool Refuse(OwnerConnection& connection, MessageHeader& header, const Refusal& refusal);
+    bool Answer(OwnerConnection& connection, std::byte* message, MessageHeader& header);
+    void Park(OwnerConnection& connection);
+    void End(OwnerConnection& connection) HOSTED_EXCLUDES(mutex_);
+
+    int StartOnce() HOSTED_REQUIRES(registration_);
+    int Publish(const IAMServiceDesc& desc) HOSTED_REQUIRES(registration_) HOSTED_EXCLUDES(mutex_);
+    int GoUp(const RuntimeDir& directory, std::unique_ptr<OwnerService> service, uint32_t timeoutMs)
+        HOSTED_REQUIRES(registration_) HOSTED_EXCLUDES(mutex_);
+    int Serve(std::unique_ptr<OwnerService> service) HOSTED_EXCLUDES(mutex_);
+    void EndServices() HOSTED_REQUIRES(mutex_);
+    void EndIdleConnections() HOSTED_REQUIRES(mutex_);
+    void WaitForHooks() HOSTED_EXCLUDES(mutex_);
+
+    OwnerThreads threads_;
+    OwnerPeers peers_;
+    std::atomic<bool> stopping_{false};
+    std::atomic<int> runningHooks_{0};
+
+    Mutex registration_;  // held for the length of a registration; before `mutex_`
+    Mutex mutex_;
+    Condition hooksEnded_;
+    // `mutex_` guards their listeners too.
+    std::vector<std::unique_ptr<OwnerService>> services_ HOSTED_GUARDED_BY(mutex_);
+    std::unordered_set<OwnerConnection*> connections_ HOSTED_GUARDED_BY(mutex_);
+    UniqueFd spare_ HOSTED_GUARDED_BY(mutex_);  // given up to accept and end a connection too many
+    pid_t process_ HOSTED_GUARDED_BY(registration_) = 0;  // that registered
+};
+
+}  // namespace hosted
+
+#endif

@@ -1,0 +1,155 @@
+#include "platform/hosted/owner_threads.h"
+
+#include <pthread.h>
+#include <signal.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/hosted/hosted_log.h"
+
+namespace hosted {
+namespace {
+
+constexpr int kIdleMs = 1000;  // after which a thread too many ends
+
+void* RunBody(void* body)
+{
+    pthread_setname_np(pthread_self(), "ownerlink-owner");
+    reinterpret_cast<OwnerThreads::Body>(body)();
+    return nullptr;
+}
+
+// Signals are the host's: its handlers run on threads that it knows.
+int StartDetached(OwnerThreads::Body body)
+{
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pthread_t thread;
+    const int error = pthread_create(&thread, nullptr, RunBody, reinterpret_cast<void*>(body));
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (error == 0) {
+        pthread_detach(thread);
+    }
+    return error;
+}
+
+}  // namespace
+
+int OwnerThreads::Start(Body body)
+{
+    UniqueFd epoll = UniqueFd::Make([] { return epoll_create1(EPOLL_CLOEXEC); });
+    UniqueFd stopEvent = UniqueFd::Make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
+    if (!epoll || !stopEvent) {
+        return errno;
+    }
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.ptr = &stopSource_;
+    if (epoll_ctl(epoll.Get(), EPOLL_CTL_ADD, stopEvent.Get(), &event) != 0) {
+        return errno;
+    }
+    body_ = body;
+    epoll_ = std::move(epoll);
+    stopEvent_ = std::move(stopEvent);
+    for (int i = 0; i < kWaitingThreads; ++i) {
+        if (!Spawn(kMaxThreads) && i == 0) {
+            epoll_.Reset();
+            return EAGAIN;
+        }
+    }
+    return 0;
+}
+
+int OwnerThreads::Watch(int fd, EventSource* source, bool isFirst)
+{
+    epoll_event event = {};
+    event.events = EPOLLIN | EPOLLRDHUP | EPOLLONESHOT;
+    event.data.ptr = source;
+    return epoll_ctl(epoll_.Get(), isFirst ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, fd, &event) == 0
+               ? 0
+               : errno;
+}
+
+EventSource* OwnerThreads::Wait()
+{
+    while (true) {
+        const int timeoutMs = waiting_.load() > kWaitingThreads ? kIdleMs : -1;
+        epoll_event event = {};
+        const int ready = epoll_wait(epoll_.Get(), &event, 1, timeoutMs);
+        if (stopping_.load() || (ready < 0 && errno != EINTR)) {
+            break;
+        }
+        if (ready == 0 && EndIdleThread()) {
+            threads_.fetch_sub(1);
+            return nullptr;
+        }
+        if (ready > 0) {
+            waiting_.fetch_sub(1);
+            return static_cast<EventSource*>(event.data.ptr);
+        }
+    }
+    waiting_.fetch_sub(1);
+    threads_.fetch_sub(1);
+    return nullptr;
+}
+
+// True when the calling thread is one too many; it then counts as waiting no more.
+bool OwnerThreads::EndIdleThread()
+{
+    int waiting = waiting_.load();
+    while (waiting > kWaitingThreads) {
+        if (waiting_.compare_exchange_weak(waiting, waiting - 1)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool OwnerThreads::EnsureWaiting(int limit)
+{
+    return waiting_.load() > 0 || Spawn(limit);
+}
+
+bool OwnerThreads::Spawn(int limit)
+{
+    if (stopping_.load()) {
+        return false;
+    }
+    if (threads_.fetch_add(1) >= limit) {
+        threads_.fetch_sub(1);
+        return false;
+    }
+    waiting_.fetch_add(1);  // already: else everybody in need would start one
+    const int error = StartDetached(body_);
+    if (error == 0) {
+        return true;
+    }
+    waiting_.fetch_sub(1);
+    threads_.fetch_sub(1);
+    HOSTED_LOG(kLogError, "a thread of the owner cannot be started: %s", strerror(error));
+    return false;
+}
+
+void OwnerThreads::Stop()
+{
+    stopping_.store(true);
+    const uint64_t one = 1;
+    (void)!write(stopEvent_.Get(), &one, sizeof one);
+}
+
+void OwnerThreads::ForgetInChild()
+{
+    epoll_.Reset();
+    stopEvent_.Reset();
+    threads_.store(0);
+    waiting_.store(0);
+    stopping_.store(false);
+}
+
+}  // namespace hosted

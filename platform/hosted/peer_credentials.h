@@ -1,0 +1,25 @@
+// Who stands at the other end of a socket.
+#ifndef OWNERLINK_PLATFORM_HOSTED_PEER_CREDENTIALS_H
+#define OWNERLINK_PLATFORM_HOSTED_PEER_CREDENTIALS_H
+
+#include <sys/types.h>
+
+#include <optional>
+
+namespace hosted {
+
+struct PeerCredentials {
+    pid_t process = 0;
+    uid_t user = static_cast<uid_t>(-1);
+    gid_t group = static_cast<gid_t>(-1);
+};
+
+// As they were when the peer connected or began to listen.
+PeerCredentials CredentialsOf(int fd);
+
+// Whether the client at `fd` may connect: this process's user, root, and the members of `group`.
+bool MayConnect(int fd, const PeerCredentials& peer, std::optional<gid_t> group);
+
+}  // namespace hosted
+
+#endif
