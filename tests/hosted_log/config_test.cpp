@@ -11,8 +11,8 @@ namespace {
 std::vector<std::string> Sinks(const Config& config)
 {
     std::vector<std::string> sinks;
-    for (const OutletSpec& outlet : config.outlets) {
-        const SinkSpec& sink = outlet.sink;
+    for (const OutletOptions& outlet : config.outlets) {
+        const SinkOptions& sink = outlet.sink;
         sinks.push_back(sink.kind == SinkKind::kStandardError ? "stderr"
                         : sink.kind == SinkKind::kSyslog
                             ? "syslog"

@@ -43,7 +43,7 @@ TEST_F(DlogTest, NamesEachBadPieceOfTheVariableOnce)
 TEST_F(DlogTest, WritesTextsOfEveryLengthWhole)
 {
     Configure("stderr");
-    for (const size_t length : {0, 1, 2046, 2047, 2048, 2049, 16384, 32768}) {
+    for (const size_t length : {0U, 1U, 2046U, 2047U, 2048U, 2049U, 16384U, 32768U}) {
         const std::string text(length, 'x');
 
         EXPECT_EQ(DlogRecord(kClientModule, kError, "%s", text.c_str()), 0);
@@ -81,7 +81,9 @@ TEST_F(DlogTest, RefusesAMissingFormat)
 {
     Configure("stderr");
     const char* volatile format = nullptr;
-    EXPECT_EQ(DlogRecord(kClientModule, kError, format), -1);
+
+    EXPECT_EQ(DlogRecord(kClientModule, kError, format, 0), -1);
+
     EXPECT_EQ(StderrText(), "");
 }
 

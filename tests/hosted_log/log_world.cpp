@@ -4,14 +4,16 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
-#include <regex>
 #include <sstream>
+#include <string_view>
 
 namespace {
 
@@ -32,6 +34,18 @@ __attribute__((format(printf, 2, 0))) void KeepRecord(int priority, const char* 
         Keep(std::to_string(priority) + ' ' + text);
         free(text);
     }
+}
+
+constexpr std::string_view kTimeForm = "0000-00-00T00:00:00.000000Z ";
+
+bool StartsWithTime(const std::string& line)
+{
+    const auto fits = [](char form, char character) {
+        return form == '0' ? std::isdigit(static_cast<unsigned char>(character)) != 0
+                           : form == character;
+    };
+    return line.size() >= kTimeForm.size() &&
+           std::equal(kTimeForm.begin(), kTimeForm.end(), line.begin(), fits);
 }
 
 }  // namespace
@@ -91,13 +105,10 @@ std::string Caller()
 
 std::vector<std::string> LinesWithoutTime(const std::string& text)
 {
-    static const std::regex form("\\d{4}-\\d{2}-\\d{2}T\\d{2}:\\d{2}:\\d{2}\\.\\d{6}Z (.*)");
     std::vector<std::string> lines;
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
-        std::smatch parts;
-        const bool hasTime = line.size() < 4096 && std::regex_match(line, parts, form);
-        lines.push_back(hasTime ? parts[1].str() : line);
+        lines.push_back(StartsWithTime(line) ? line.substr(kTimeForm.size()) : line);
     }
     return lines;
 }

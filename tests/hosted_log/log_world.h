@@ -18,7 +18,7 @@ void WriteFile(const std::string& path, const std::string& text);
 // "pid:tid name" of the caller, as lines carry it.
 std::string Caller();
 
-// The lines of `text`, each without its time, which must have the right form.
+// The lines of `text`, each without its time; a line that starts otherwise is left whole.
 std::vector<std::string> LinesWithoutTime(const std::string& text);
 
 class LogWorld : public testing::Test {

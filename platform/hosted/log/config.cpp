@@ -137,7 +137,7 @@ private:
         if (sinks_.empty() || config_.outlets[sinks_.back()].sink.kind != SinkKind::kFile) {
             return "stands behind no file";
         }
-        SinkSpec& file = config_.outlets[sinks_.back()].sink;
+        SinkOptions& file = config_.outlets[sinks_.back()].sink;
         const auto number = isSize ? ParseSize(value) : ParseNumber(value, kMostOldFiles);
         if (!number || *number == 0) {
             return isSize ? "no such size (1K to 1024G)" : "no such count (1 to 1000)";
@@ -147,7 +147,7 @@ private:
     }
 
     // A sink that an earlier group named takes what either group lets through.
-    void UseSink(SinkSpec sink)
+    void UseSink(SinkOptions sink)
     {
         auto& outlets = config_.outlets;
         const auto known = std::find_if(outlets.begin(), outlets.end(), [&](const auto& outlet) {
@@ -186,7 +186,7 @@ private:
 // Standard error belongs to the program that loads the library, so unasked it stays silent there.
 Config QuietConfig()
 {
-    OutletSpec outlet{{SinkKind::kSyslog, {}}, {}};
+    OutletOptions outlet{{SinkKind::kSyslog, {}}, {}};
     outlet.levels.fill(LevelsFrom(kWarning));
     return {{std::move(outlet)}, {}};
 }

@@ -14,7 +14,7 @@ namespace hosted::log {
 
 enum class SinkKind { kStandardError, kSyslog, kFile };
 
-struct SinkSpec {
+struct SinkOptions {
     SinkKind kind = SinkKind::kStandardError;
     // For files only: "%p" is still unexpanded, `size` is in bytes, `count` is of old files.
     std::string path;
@@ -22,14 +22,14 @@ struct SinkSpec {
     uint32_t count = 5;
 };
 
-struct OutletSpec {
-    SinkSpec sink;
+struct OutletOptions {
+    SinkOptions sink;
     LevelTable levels{};
 };
 
 struct Config {
     // No sink stands here twice.
-    std::vector<OutletSpec> outlets;
+    std::vector<OutletOptions> outlets;
     // One text for each piece that was left out, which it names in quotes.
     std::vector<std::string> complaints;
 };

@@ -69,6 +69,18 @@ __attribute__((format(printf, 2, 0))) int Format(Record record, const char* form
     return result;
 }
 
+// Apart from the quick answer, so that that one needs no stack frame.
+[[gnu::noinline]] int CheckFirstTime(uint32_t module, uint32_t level)
+{
+    const ErrnoKeeper keeper;
+    try {
+        Router::Build();
+    } catch (const std::exception&) {
+        return 0;
+    }
+    return gate.MayPass(module, level) ? 1 : 0;
+}
+
 }  // namespace
 }  // namespace hosted::log
 
@@ -79,16 +91,7 @@ extern "C" OWNERLINK_LOG_EXPORT int CheckLogLevel(uint32_t module, uint32_t leve
     if (!gate.MayPass(module, level)) {
         return 0;
     }
-    if (gate.IsSet(module)) [[likely]] {
-        return 1;
-    }
-    const hosted::log::ErrnoKeeper keeper;
-    try {
-        hosted::log::Router::Build();
-    } catch (const std::exception&) {
-        return 0;
-    }
-    return gate.MayPass(module, level) ? 1 : 0;
+    return gate.IsSet(module) ? 1 : hosted::log::CheckFirstTime(module, level);
 }
 
 extern "C" OWNERLINK_LOG_EXPORT int DlogRecord(uint32_t module, uint32_t level, const char* format,

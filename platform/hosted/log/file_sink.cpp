@@ -1,6 +1,7 @@
 #include "platform/hosted/log/file_sink.h"
 
 #include <fcntl.h>
+#include <spdlog/sinks/rotating_file_sink.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -77,10 +78,16 @@ int Prepare(const std::string& path)
 
 }  // namespace
 
-FileSink::FileSink(const SinkSpec& spec) : spec_(spec), buffer_(kBufferSize)
+struct FileSink::RotatingFile {
+    spdlog::sinks::rotating_file_sink_st sink;
+};
+
+FileSink::~FileSink() = default;
+
+FileSink::FileSink(const SinkOptions& options) : options_(options), buffer_(kBufferSize)
 {
-    spec_.path = Absolute(spec_.path);
-    path_ = WithProcessNumber(spec_.path);
+    options_.path = Absolute(options_.path);
+    path_ = WithProcessNumber(options_.path);
 }
 
 int FileSink::Write(const Line& line)
@@ -90,8 +97,8 @@ int FileSink::Write(const Line& line)
     }
     errno = 0;
     try {
-        file_->log({"", spdlog::level::info, line.Whole()});
-        file_->flush();
+        file_->sink.log({"", spdlog::level::info, line.Whole()});
+        file_->sink.flush();
         return 0;
     } catch (const std::exception&) {
         // After a failed rotation the stream inside is gone, so this object is done with.
@@ -117,9 +124,8 @@ int FileSink::Open()
         Adopt(stream);
     };
     try {
-        file_ = std::make_unique<spdlog::sinks::rotating_file_sink_st>(
-            path_, spec_.size, spec_.count, false, handlers);
-        file_->set_formatter(std::make_unique<PlainFormatter>());
+        file_.reset(new RotatingFile{{path_, options_.size, options_.count, false, handlers}});
+        file_->sink.set_formatter(std::make_unique<PlainFormatter>());
         return 0;
     } catch (const std::exception&) {
         file_.reset();
@@ -144,8 +150,8 @@ void FileSink::EnterChild()
 {
     // Nothing is buffered between lines, so closing this copy writes nothing to the parent's file.
     file_.reset();
-    path_ = WithProcessNumber(spec_.path);
-    if (path_ == spec_.path) {
+    path_ = WithProcessNumber(options_.path);
+    if (path_ == options_.path) {
         path_ += '.' + std::to_string(getpid());
     }
 }

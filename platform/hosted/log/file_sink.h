@@ -5,7 +5,6 @@
 #ifndef OWNERLINK_PLATFORM_HOSTED_LOG_FILE_SINK_H
 #define OWNERLINK_PLATFORM_HOSTED_LOG_FILE_SINK_H
 
-#include <spdlog/sinks/rotating_file_sink.h>
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -19,24 +18,28 @@ namespace hosted::log {
 
 class FileSink : public Sink {
 public:
-    explicit FileSink(const SinkSpec& spec);
+    explicit FileSink(const SinkOptions& options);
+    ~FileSink() override;
 
     int Write(const Line& line) override;
     int Probe() override;
     void EnterChild() override;
 
 private:
+    // The rotation library stays inside one source, which is built with its definitions.
+    struct RotatingFile;
+
     int Open();
     bool StillThere() const;
     void Adopt(std::FILE* stream);
 
-    SinkSpec spec_;
+    SinkOptions options_;
     std::string path_;
     // What the open stream writes to, to be compared with what `path_` names now.
     struct stat open_ {};
     // Holds the longest usual line, so that a line is one system call. Outlives the stream.
     std::vector<char> buffer_;
-    std::unique_ptr<spdlog::sinks::rotating_file_sink_st> file_;
+    std::unique_ptr<RotatingFile> file_;
 };
 
 }  // namespace hosted::log

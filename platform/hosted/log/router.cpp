@@ -36,7 +36,8 @@ void Gate::Set(const LevelTable& open)
     }
 }
 
-Outlet::Outlet(const OutletSpec& spec) : levels_(spec.levels), sink_(MakeSink(spec.sink))
+Outlet::Outlet(const OutletOptions& options)
+    : levels_(options.levels), sink_(MakeSink(options.sink))
 {
 }
 
@@ -83,11 +84,12 @@ Router& Router::Instance()
 Router::Router(const Config& config)
 {
     std::for_each(config.complaints.begin(), config.complaints.end(), Complain);
-    for (const OutletSpec& spec : config.outlets) {
-        outlets_.emplace_back(spec);
+    for (const OutletOptions& options : config.outlets) {
+        outlets_.emplace_back(options);
         if (const int error = outlets_.back().Probe()) {
-            WriteToStderr("ownerlink: OWNERLINK_LOG: \"file:" + Visible(spec.sink.path) + "\": " +
-                          ErrorText(error) + "; records are lost until it can be written\n");
+            WriteToStderr("ownerlink: OWNERLINK_LOG: \"file:" + Visible(options.sink.path) +
+                          "\": " + ErrorText(error) +
+                          "; records are lost until it can be written\n");
         }
     }
     OpenGate();

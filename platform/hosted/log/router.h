@@ -41,7 +41,7 @@ private:
 // One sink, what it takes, and how many lines it has refused since its last good one.
 class Outlet {
 public:
-    explicit Outlet(const OutletSpec& spec);
+    explicit Outlet(const OutletOptions& options);
 
     const LevelTable& Levels() const { return levels_; }
     bool Takes(const Record& record) const;

@@ -6,13 +6,13 @@
 
 namespace hosted::log {
 
-std::unique_ptr<Sink> MakeSink(const SinkSpec& spec)
+std::unique_ptr<Sink> MakeSink(const SinkOptions& options)
 {
-    switch (spec.kind) {
+    switch (options.kind) {
         case SinkKind::kSyslog:
             return std::make_unique<SyslogSink>();
         case SinkKind::kFile:
-            return std::make_unique<FileSink>(spec);
+            return std::make_unique<FileSink>(options);
         case SinkKind::kStandardError:
             break;
     }

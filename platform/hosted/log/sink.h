@@ -28,7 +28,7 @@ public:
 };
 
 // A further kind of sink is one class, one name in the grammar and one case here.
-std::unique_ptr<Sink> MakeSink(const SinkSpec& spec);
+std::unique_ptr<Sink> MakeSink(const SinkOptions& options);
 
 }  // namespace hosted::log
 
