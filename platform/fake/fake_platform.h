@@ -20,6 +20,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -62,7 +63,7 @@ OWNERLINK_FAKE_EXPORT std::vector<std::string> Calls();
 
 // The calls of one function, or of several, in order.
 OWNERLINK_FAKE_EXPORT std::vector<std::string> Calls(const std::string& function);
-OWNERLINK_FAKE_EXPORT std::vector<std::string> Calls(const std::vector<std::string>& functions);
+OWNERLINK_FAKE_EXPORT std::vector<std::string> Calls(std::initializer_list<const char*> functions);
 
 // The log records of both routes, in order.
 OWNERLINK_FAKE_EXPORT std::vector<LogRecord> Records();

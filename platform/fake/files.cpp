@@ -1,0 +1,263 @@
+// open, read, close and the time-out of resource files.
+#include "platform/fake/files.h"
+
+#include <fcntl.h>
+
+#include <map>
+#include <utility>
+
+#include "platform/fake/call.h"
+
+namespace OwnerlinkFake {
+
+namespace detail {
+namespace {
+
+struct Files {
+    int first = kFirstDescriptor;
+    bool requiresOwners = false;
+    std::map<int, std::shared_ptr<OpenFile>> open;
+};
+
+Files& TheFiles()
+{
+    return Immortal<Files>();
+}
+
+std::string FlagsText(int flags)
+{
+    static constexpr const char* kModes[] = {"O_RDONLY", "O_WRONLY", "O_RDWR", "O_ACCMODE"};
+    const std::string mode = kModes[flags & O_ACCMODE];
+    const int rest = flags & ~O_ACCMODE;
+    return rest == 0 ? mode : mode + "|" + std::to_string(rest);
+}
+
+int LowestFree()
+{
+    int number = TheFiles().first;
+    while (TheFiles().open.count(number) != 0) {
+        ++number;
+    }
+    return number;
+}
+
+int Enter(std::shared_ptr<OpenFile> file)
+{
+    const Lock lock = LockState();
+    const int fd = LowestFree();
+    TheFiles().open[fd] = std::move(file);
+    return fd;
+}
+
+void EnterAs(int fd, const std::string& name)
+{
+    auto file = std::make_shared<OpenFile>();
+    file->name = name;
+    const Lock lock = LockState();
+    TheFiles().open[fd] = std::move(file);
+}
+
+std::shared_ptr<OpenFile> Remove(int fd)
+{
+    const Lock lock = LockState();
+    const auto found = TheFiles().open.find(fd);
+    if (found == TheFiles().open.end()) {
+        return nullptr;
+    }
+    auto file = std::move(found->second);
+    TheFiles().open.erase(found);
+    return file;
+}
+
+// A file for `name` with the registrations that stand behind it now; null when an owner is
+// required and there is none.
+std::shared_ptr<OpenFile> MakeFile(const std::string& name)
+{
+    auto file = std::make_shared<OpenFile>();
+    file->name = name;
+    file->handle.name = name;
+    const Lock lock = LockState();
+    const bool hasScript = HasScript(lock, name);
+    file->service = hasScript ? std::nullopt : FindService(lock, name);
+    file->queue = file->service ? std::nullopt : FindQueueService(lock, name);
+    const bool hasOwner = hasScript || file->service || file->queue;
+    return hasOwner || !TheFiles().requiresOwners ? file : nullptr;
+}
+
+void RunCloseHooks(OpenFile& file)
+{
+    if (file.service) {
+        RunHook(file.service->ops.close, &file.handle);
+    }
+    if (file.queue) {
+        RunHook(file.queue->ops.close, file.queueFile);
+    }
+}
+
+// Tells the owner of a new file. A refusal is followed by the close hook, as for every open hook
+// that has run.
+bool RunOpenHooks(OpenFile& file)
+{
+    long result = 0;
+    if (file.service) {
+        result = RunHook(file.service->ops.open, &file.handle);
+    } else if (file.queue) {
+        file.queueFile = NewQueueFile(file.name.c_str());
+        result = RunHook(file.queue->ops.open, file.queueFile);
+    }
+    if (result < 0) {
+        RunCloseHooks(file);
+    }
+    return result >= 0;
+}
+
+long OpenAsUsual(Call& call, const std::string& name)
+{
+    auto file = MakeFile(name);
+    if (file == nullptr) {
+        return call.Return(-1, ENOENT);
+    }
+    if (!RunOpenHooks(*file)) {
+        return call.Return(-1, EIO);
+    }
+    return call.Return(Enter(std::move(file)));
+}
+
+long OpenAsSet(Call& call, const std::string& name)
+{
+    if (call.Set()->value >= 0) {
+        EnterAs(static_cast<int>(call.Set()->value), name);
+    }
+    return call.Return(*call.Set());
+}
+
+long ReadAsUsual(Call& call, int fd, char* buf, std::size_t count)
+{
+    const auto file = FindFile(fd);
+    if (file == nullptr) {
+        return call.Return(-1, EBADF);
+    }
+    if (!file->service) {
+        return call.Return(0);
+    }
+    long out = 0;
+    const long result = RunHook(file->service->ops.read, &file->handle, buf, count, &out);
+    return result < 0 ? call.Return(-1, EIO) : call.Return(result);
+}
+
+bool SetTimeout(int fd, int timeoutMs)
+{
+    const Lock lock = LockState();
+    const auto file = FindFile(lock, fd);
+    if (file != nullptr) {
+        file->timeoutMs = timeoutMs;
+    }
+    return file != nullptr;
+}
+
+}  // namespace
+
+std::shared_ptr<OpenFile> FindFile(const Lock& /*lock*/, int fd)
+{
+    const auto found = TheFiles().open.find(fd);
+    return found == TheFiles().open.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<OpenFile> FindFile(int fd)
+{
+    return FindFile(LockState(), fd);
+}
+
+std::string FileName(int fd)
+{
+    const auto file = FindFile(fd);
+    return file == nullptr ? "" : file->name;
+}
+
+std::vector<std::pair<int, std::shared_ptr<OpenFile>>> QueueReaders()
+{
+    const Lock lock = LockState();
+    std::vector<std::pair<int, std::shared_ptr<OpenFile>>> readers;
+    for (const auto& [fd, file] : TheFiles().open) {
+        if (file->queueFile != nullptr) {
+            readers.emplace_back(fd, file);
+        }
+    }
+    return readers;
+}
+
+void ResetFiles()
+{
+    TheFiles() = {};
+}
+
+}  // namespace detail
+
+void SetFirstDescriptor(int number)
+{
+    const detail::Lock lock = detail::LockState();
+    detail::TheFiles().first = number;
+}
+
+void RequireOwners()
+{
+    const detail::Lock lock = detail::LockState();
+    detail::TheFiles().requiresOwners = true;
+}
+
+std::vector<int> OpenDescriptors()
+{
+    const detail::Lock lock = detail::LockState();
+    std::vector<int> numbers;
+    for (const auto& [fd, file] : detail::TheFiles().open) {
+        numbers.push_back(fd);
+    }
+    return numbers;
+}
+
+}  // namespace OwnerlinkFake
+
+using OwnerlinkFake::detail::Call;
+
+extern "C" {
+
+int IAMFileOpen(const char* name, int flags, ...)
+{
+    const std::string resource = name == nullptr ? "" : name;
+    Call call("open", resource + "," + OwnerlinkFake::detail::FlagsText(flags), resource);
+    return static_cast<int>(call.Set() ? OwnerlinkFake::detail::OpenAsSet(call, resource)
+                                       : OwnerlinkFake::detail::OpenAsUsual(call, resource));
+}
+
+ssize_t IAMFileRead(int fd, void* buf, size_t count)
+{
+    Call call("read", std::to_string(fd) + "," + std::to_string(count),
+              OwnerlinkFake::detail::FileName(fd));
+    return call.Set()
+               ? call.Return(*call.Set())
+               : OwnerlinkFake::detail::ReadAsUsual(call, fd, static_cast<char*>(buf), count);
+}
+
+int IAMFileClose(int fd)
+{
+    Call call("close", std::to_string(fd), OwnerlinkFake::detail::FileName(fd));
+    const auto file = OwnerlinkFake::detail::Remove(fd);
+    if (file != nullptr) {
+        OwnerlinkFake::detail::RunCloseHooks(*file);
+    }
+    const auto usual = file != nullptr ? OwnerlinkFake::Gives(0) : OwnerlinkFake::Fails(EBADF);
+    return static_cast<int>(call.Return(call.Set().value_or(usual)));
+}
+
+int IAMResetFileConfig(int fd, int timeoutMs)
+{
+    Call call("IAMResetFileConfig", std::to_string(fd) + "," + std::to_string(timeoutMs),
+              OwnerlinkFake::detail::FileName(fd));
+    if (call.Set()) {
+        return static_cast<int>(call.Return(*call.Set()));
+    }
+    const bool isOpen = OwnerlinkFake::detail::SetTimeout(fd, timeoutMs);
+    return static_cast<int>(isOpen ? call.Return(0) : call.Return(-1, EBADF));
+}
+
+}  // extern "C"

@@ -1,0 +1,142 @@
+// The log library and syslog.
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <utility>
+
+#include "platform/dlog.h"
+#include "platform/fake/call.h"
+#include "platform/fake/history.h"
+
+namespace OwnerlinkFake {
+
+namespace detail {
+namespace {
+
+struct LogLevels {
+    int forAll = 1;
+    std::map<std::pair<uint32_t, uint32_t>, int> answers;
+};
+
+std::string Format(const char* format, va_list arguments)
+{
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length < 0) {
+        return format;
+    }
+    std::string text(static_cast<std::size_t>(length) + 1, '\0');
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    text.pop_back();
+    return text;
+}
+
+// Takes "[unit:line]" from the front of the text, where it stands there.
+void SplitHead(LogRecord& record)
+{
+    char unit[128] = "";
+    int line = 0;
+    int length = 0;
+    if (std::sscanf(record.text.c_str(), "[%127[^]:]:%d]%n", unit, &line, &length) == 2 &&
+        length > 0) {
+        record.unit = unit;
+        record.line = line;
+        record.text.erase(0, static_cast<std::size_t>(length));
+    }
+}
+
+void AddSyslog(int priority, const char* format, va_list arguments)
+{
+    const ErrnoKeeper keeper;
+    const auto level = static_cast<uint32_t>(priority);
+    const LogRecord record{LogRoute::kSyslog, 0, level, "", 0, Format(format, arguments)};
+    AddRecord(LockState(), record);
+}
+
+}  // namespace
+
+void ResetLogLevels()
+{
+    Immortal<LogLevels>() = {};
+}
+
+}  // namespace detail
+
+void SetLogLevels(int answer)
+{
+    const detail::Lock lock = detail::LockState();
+    detail::Immortal<detail::LogLevels>().forAll = answer;
+}
+
+void SetLogLevel(uint32_t module, uint32_t level, int answer)
+{
+    const detail::Lock lock = detail::LockState();
+    detail::Immortal<detail::LogLevels>().answers[{module, level}] = answer;
+}
+
+}  // namespace OwnerlinkFake
+
+using OwnerlinkFake::detail::LockState;
+
+extern "C" {
+
+int CheckLogLevel(uint32_t module, uint32_t level)
+{
+    const OwnerlinkFake::detail::ErrnoKeeper keeper;
+    const auto lock = LockState();
+    OwnerlinkFake::detail::AddLevelQuery(lock, {module, level});
+    const auto& levels = OwnerlinkFake::detail::Immortal<OwnerlinkFake::detail::LogLevels>();
+    const auto found = levels.answers.find({module, level});
+    return found == levels.answers.end() ? levels.forAll : found->second;
+}
+
+int DlogRecord(uint32_t module, uint32_t level, const char* format, ...)
+{
+    OwnerlinkFake::detail::ErrnoKeeper keeper;
+    va_list arguments;
+    va_start(arguments, format);
+    OwnerlinkFake::LogRecord record{OwnerlinkFake::LogRoute::kDlog,
+                                    module,
+                                    level,
+                                    "",
+                                    0,
+                                    OwnerlinkFake::detail::Format(format, arguments)};
+    va_end(arguments);
+    OwnerlinkFake::detail::SplitHead(record);
+    auto lock = LockState();
+    OwnerlinkFake::detail::AddRecord(lock, record);
+    OwnerlinkFake::detail::WaitWhileHeld(lock, "DlogRecord", "", "DlogRecord(" + record.text + ")");
+    const auto result = OwnerlinkFake::detail::TakeResult(lock, "DlogRecord", "");
+    keeper.Set(result ? result->error : 0);
+    return result ? static_cast<int>(result->value) : 0;
+}
+
+int DlogFlush(void)
+{
+    OwnerlinkFake::detail::Call call("DlogFlush", "");
+    return static_cast<int>(call.Return(call.Set().value_or(OwnerlinkFake::Gives(0))));
+}
+
+__attribute__((format(printf, 2, 3))) void OwnerlinkFakeSyslog(int priority, const char* format,
+                                                               ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    OwnerlinkFake::detail::AddSyslog(priority, format, arguments);
+    va_end(arguments);
+}
+
+// The fortified form, which compilers put in the place of syslog.
+__attribute__((format(printf, 3, 4))) void OwnerlinkFakeSyslogChk(int priority, int /*flag*/,
+                                                                  const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    OwnerlinkFake::detail::AddSyslog(priority, format, arguments);
+    va_end(arguments);
+}
+
+}  // extern "C"
