@@ -1,0 +1,69 @@
+// Exits while a thread is held in a sleep and a static object's destructor joins that thread, as
+// that of the client does. The argument chooses who holds the thread and who ends the process.
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "platform/fake/fake_platform.h"
+#include "tests/fake/bound_calls.h"
+
+namespace {
+
+// Sleeps in a thread of its own for as long as it lives.
+class Sleeper {
+public:
+    Sleeper() : thread_([this] { Sleep(); }) {}
+
+    ~Sleeper()
+    {
+        isExiting_ = true;
+        thread_.join();
+        OwnerlinkFake::Calls("nanosleep");  // the double is still there
+        std::puts("joined");
+    }
+
+    Sleeper(const Sleeper&) = delete;
+    Sleeper& operator=(const Sleeper&) = delete;
+
+private:
+    void Sleep() const
+    {
+        const timespec pause{0, 50000000};
+        while (!isExiting_) {
+            Bound::Nanosleep(&pause, nullptr);
+        }
+    }
+
+    std::atomic<bool> isExiting_{false};
+    std::thread thread_;
+};
+
+void StartSleeper()
+{
+    static Sleeper sleeper;
+}
+
+int HoldSleeper()
+{
+    StartSleeper();
+    return OwnerlinkFake::WaitForHeld("nanosleep", 1) ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    const char* way = argc == 2 ? argv[1] : "";
+    if (std::strcmp(way, "by_flood") != 0) {
+        std::thread([] { OwnerlinkFake::Hold("nanosleep"); }).join();
+    }
+    if (std::strcmp(way, "from_thread") == 0) {
+        std::thread([] { std::exit(HoldSleeper()); }).join();
+    }
+    if (std::strcmp(way, "from_main") == 0) {
+        OwnerlinkFake::Hold("nanosleep");
+    }
+    return HoldSleeper();
+}
