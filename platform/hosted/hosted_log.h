@@ -8,7 +8,7 @@
 
 namespace hosted {
 
-inline constexpr uint32_t kLogModule = 70;
+inline constexpr uint32_t kLogModule = 90;
 inline constexpr uint32_t kLogDebug = 0;
 inline constexpr uint32_t kLogInfo = 1;
 inline constexpr uint32_t kLogWarning = 2;
