@@ -209,7 +209,7 @@ using OwnerlinkFake::detail::Call;
 
 extern "C" {
 
-int IAMFileIoctl(int fd, unsigned long cmd, ...)
+OWNERLINK_FAKE_EXPORT int IAMFileIoctl(int fd, unsigned long cmd, ...)
 {
     va_list arguments;
     va_start(arguments, cmd);
@@ -224,7 +224,7 @@ int IAMFileIoctl(int fd, unsigned long cmd, ...)
                                 : OwnerlinkFake::detail::ExchangeAsUsual(call, fd, command, arg));
 }
 
-int IAMRegisterService(const IAMServiceDesc* desc)
+OWNERLINK_FAKE_EXPORT int IAMRegisterService(const IAMServiceDesc* desc)
 {
     const bool isValid = desc != nullptr && desc->name != nullptr && desc->ops != nullptr;
     const std::string name = isValid ? desc->name : "";

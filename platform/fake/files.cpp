@@ -221,7 +221,7 @@ using OwnerlinkFake::detail::Call;
 
 extern "C" {
 
-int IAMFileOpen(const char* name, int flags, ...)
+OWNERLINK_FAKE_EXPORT int IAMFileOpen(const char* name, int flags, ...)
 {
     const std::string resource = name == nullptr ? "" : name;
     Call call("open", resource + "," + OwnerlinkFake::detail::FlagsText(flags), resource);
@@ -229,7 +229,7 @@ int IAMFileOpen(const char* name, int flags, ...)
                                        : OwnerlinkFake::detail::OpenAsUsual(call, resource));
 }
 
-ssize_t IAMFileRead(int fd, void* buf, size_t count)
+OWNERLINK_FAKE_EXPORT ssize_t IAMFileRead(int fd, void* buf, size_t count)
 {
     Call call("read", std::to_string(fd) + "," + std::to_string(count),
               OwnerlinkFake::detail::FileName(fd));
@@ -238,7 +238,7 @@ ssize_t IAMFileRead(int fd, void* buf, size_t count)
                : OwnerlinkFake::detail::ReadAsUsual(call, fd, static_cast<char*>(buf), count);
 }
 
-int IAMFileClose(int fd)
+OWNERLINK_FAKE_EXPORT int IAMFileClose(int fd)
 {
     Call call("close", std::to_string(fd), OwnerlinkFake::detail::FileName(fd));
     const auto file = OwnerlinkFake::detail::Remove(fd);
@@ -249,7 +249,7 @@ int IAMFileClose(int fd)
     return static_cast<int>(call.Return(call.Set().value_or(usual)));
 }
 
-int IAMResetFileConfig(int fd, int timeoutMs)
+OWNERLINK_FAKE_EXPORT int IAMResetFileConfig(int fd, int timeoutMs)
 {
     Call call("IAMResetFileConfig", std::to_string(fd) + "," + std::to_string(timeoutMs),
               OwnerlinkFake::detail::FileName(fd));

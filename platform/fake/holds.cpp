@@ -66,8 +66,8 @@ struct ExitWatch {
     }
 };
 
-// Covers exits by a thread that has set no hold. A handler registered by the held thread runs
-// before the destructor of any object that was complete when it started the thread.
+// Covers exits by other threads. A handler registered by the held thread runs before the destructor
+// of any object that was complete when it started the thread.
 void WatchExit()
 {
     thread_local ExitWatch watch;

@@ -83,7 +83,7 @@ using OwnerlinkFake::detail::LockState;
 
 extern "C" {
 
-int CheckLogLevel(uint32_t module, uint32_t level)
+OWNERLINK_FAKE_EXPORT int CheckLogLevel(uint32_t module, uint32_t level)
 {
     const OwnerlinkFake::detail::ErrnoKeeper keeper;
     const auto lock = LockState();
@@ -93,7 +93,7 @@ int CheckLogLevel(uint32_t module, uint32_t level)
     return found == levels.answers.end() ? levels.forAll : found->second;
 }
 
-int DlogRecord(uint32_t module, uint32_t level, const char* format, ...)
+OWNERLINK_FAKE_EXPORT int DlogRecord(uint32_t module, uint32_t level, const char* format, ...)
 {
     OwnerlinkFake::detail::ErrnoKeeper keeper;
     va_list arguments;
@@ -114,7 +114,7 @@ int DlogRecord(uint32_t module, uint32_t level, const char* format, ...)
     return result ? static_cast<int>(result->value) : 0;
 }
 
-int DlogFlush(void)
+OWNERLINK_FAKE_EXPORT int DlogFlush(void)
 {
     OwnerlinkFake::detail::Call call("DlogFlush", "");
     return static_cast<int>(call.Return(call.Set().value_or(OwnerlinkFake::Gives(0))));

@@ -53,28 +53,29 @@ using OwnerlinkFake::detail::CallPipe;
 
 extern "C" {
 
-int EzcomSendRequest(int pipe, const EzcomRequest* request)
+OWNERLINK_FAKE_EXPORT int EzcomSendRequest(int pipe, const EzcomRequest* request)
 {
     return CallPipe({"EzcomSendRequest", pipe, request, nullptr, 0});
 }
 
-int EzcomSendResponse(int pipe, const EzcomResponse* response)
+OWNERLINK_FAKE_EXPORT int EzcomSendResponse(int pipe, const EzcomResponse* response)
 {
     return CallPipe({"EzcomSendResponse", pipe, nullptr, response, 0});
 }
 
-int EzcomRPCSync(int pipe, EzcomRequest* request, EzcomResponse* response)
+OWNERLINK_FAKE_EXPORT int EzcomRPCSync(int pipe, EzcomRequest* request, EzcomResponse* response)
 {
     return CallPipe({"EzcomRPCSync", pipe, request, response, 0});
 }
 
-int EzcomTimedRPCSync(int pipe, EzcomRequest* request, EzcomResponse* response, int timeout)
+OWNERLINK_FAKE_EXPORT int EzcomTimedRPCSync(int pipe, EzcomRequest* request,
+                                            EzcomResponse* response, int timeout)
 {
     return CallPipe({"EzcomTimedRPCSync", pipe, request, response, timeout},
                     std::to_string(pipe) + "," + std::to_string(timeout));
 }
 
-int EzcomClosePipe(int pipe)
+OWNERLINK_FAKE_EXPORT int EzcomClosePipe(int pipe)
 {
     return CallPipe({"EzcomClosePipe", pipe, nullptr, nullptr, 0});
 }

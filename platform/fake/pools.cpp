@@ -201,7 +201,8 @@ using OwnerlinkFake::detail::PoolName;
 
 extern "C" {
 
-int IAMShmRegisterPoolWithConfig(const IAMShmPoolConfig* config, IAMShmPool* pool)
+OWNERLINK_FAKE_EXPORT int IAMShmRegisterPoolWithConfig(const IAMShmPoolConfig* config,
+                                                       IAMShmPool* pool)
 {
     const std::string name = config == nullptr || config->name == nullptr ? "" : config->name;
     const std::string sizes = config == nullptr ? "null"
@@ -211,21 +212,22 @@ int IAMShmRegisterPoolWithConfig(const IAMShmPoolConfig* config, IAMShmPool* poo
     return Complete(call, [&] { return OwnerlinkFake::detail::RegisterPool(config, pool); });
 }
 
-int IAMShmDestroyPool(IAMShmPool* pool)
+OWNERLINK_FAKE_EXPORT int IAMShmDestroyPool(IAMShmPool* pool)
 {
     const std::string name = PoolName(pool);
     Call call("IAMShmDestroyPool", name, name);
     return Complete(call, [&] { return OwnerlinkFake::detail::DestroyPool(pool); });
 }
 
-int IAMShmHandleMalloc(IAMShmPool* pool, uint32_t size, IAMShmBlock* block)
+OWNERLINK_FAKE_EXPORT int IAMShmHandleMalloc(IAMShmPool* pool, uint32_t size, IAMShmBlock* block)
 {
     const std::string name = PoolName(pool);
     Call call("IAMShmHandleMalloc", name + "," + std::to_string(size), name);
     return Complete(call, [&] { return OwnerlinkFake::detail::AllocateBlock(pool, size, block); });
 }
 
-int IAMShmWrite(IAMShmBlock* block, const void* source, uint32_t size, uint32_t offset)
+OWNERLINK_FAKE_EXPORT int IAMShmWrite(IAMShmBlock* block, const void* source, uint32_t size,
+                                      uint32_t offset)
 {
     const std::string name = OwnerlinkFake::detail::BlockPoolName(block);
     Call call("IAMShmWrite", name + "," + std::to_string(size) + "," + std::to_string(offset),
@@ -234,7 +236,7 @@ int IAMShmWrite(IAMShmBlock* block, const void* source, uint32_t size, uint32_t 
                     [&] { return OwnerlinkFake::detail::WriteBlock(block, source, size, offset); });
 }
 
-int IAMShmFree(IAMShmPool* pool, IAMShmBlock* block)
+OWNERLINK_FAKE_EXPORT int IAMShmFree(IAMShmPool* pool, IAMShmBlock* block)
 {
     const std::string name = PoolName(pool);
     Call call("IAMShmFree", name, name);

@@ -198,7 +198,7 @@ using OwnerlinkFake::detail::Call;
 
 extern "C" {
 
-int IAMRegisterQueueService(const IAMQueueServiceDesc* desc)
+OWNERLINK_FAKE_EXPORT int IAMRegisterQueueService(const IAMQueueServiceDesc* desc)
 {
     const bool isValid = desc != nullptr && desc->name != nullptr && desc->ops != nullptr;
     const std::string name = isValid ? desc->name : "";
@@ -211,7 +211,7 @@ int IAMRegisterQueueService(const IAMQueueServiceDesc* desc)
     return static_cast<int>(call.Return(result));
 }
 
-int IAMDataEnqueue(void* queue, IAMShmPool* pool, IAMShmBlock* block)
+OWNERLINK_FAKE_EXPORT int IAMDataEnqueue(void* queue, IAMShmPool* pool, IAMShmBlock* block)
 {
     const std::string name = OwnerlinkFake::detail::QueueName(queue);
     Call call("IAMDataEnqueue", name, name);
@@ -220,7 +220,8 @@ int IAMDataEnqueue(void* queue, IAMShmPool* pool, IAMShmBlock* block)
                                 : call.Return(OwnerlinkFake::detail::Enqueue(queue, pool, block)));
 }
 
-size_t IAMFastReadAsync(int fd, int (*callback)(int fd, void* buf, unsigned long count))
+OWNERLINK_FAKE_EXPORT size_t IAMFastReadAsync(int fd, int (*callback)(int fd, void* buf,
+                                                                      unsigned long count))
 {
     const std::string name = OwnerlinkFake::detail::FileName(fd);
     Call call("IAMFastReadAsync", std::to_string(fd), name);

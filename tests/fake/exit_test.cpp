@@ -14,7 +14,7 @@ namespace {
 // Sleeps in a thread of its own for as long as it lives.
 class Sleeper {
 public:
-    Sleeper() : thread_([this] { Sleep(); }) {}
+    Sleeper() = default;
 
     ~Sleeper()
     {
@@ -26,6 +26,11 @@ public:
 
     Sleeper(const Sleeper&) = delete;
     Sleeper& operator=(const Sleeper&) = delete;
+
+    void Start()
+    {
+        thread_ = std::thread([this] { Sleep(); });
+    }
 
 private:
     void Sleep() const
@@ -43,6 +48,7 @@ private:
 void StartSleeper()
 {
     static Sleeper sleeper;
+    sleeper.Start();
 }
 
 int HoldSleeper()
@@ -56,14 +62,12 @@ int HoldSleeper()
 int main(int argc, char** argv)
 {
     const char* way = argc == 2 ? argv[1] : "";
-    if (std::strcmp(way, "by_flood") != 0) {
-        std::thread([] { OwnerlinkFake::Hold("nanosleep"); }).join();
+    if (std::strcmp(way, "by_flood") == 0) {
+        return HoldSleeper();
     }
+    OwnerlinkFake::Hold("nanosleep");
     if (std::strcmp(way, "from_thread") == 0) {
         std::thread([] { std::exit(HoldSleeper()); }).join();
-    }
-    if (std::strcmp(way, "from_main") == 0) {
-        OwnerlinkFake::Hold("nanosleep");
     }
     return HoldSleeper();
 }
