@@ -86,7 +86,7 @@ public:
             std::cerr << "owner: cannot '" << line << "'" << std::endl;
             return;
         }
-        Say(line);
+        std::cout << "now " + line + "\n" << std::flush;
     }
 
 private:

@@ -1,0 +1,24 @@
+#!/bin/bash
+# Builds the library and tells its story on real processes: one manager against three owners.
+# Installs what is missing (as root), works in a temporary directory, and leaves nothing behind.
+# Exits non-zero when something came out otherwise than expected.
+set -euo pipefail
+root=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+"$root/scripts/install-packages" build
+echo "Building the library and the example programs in $work ..."
+cmake -S "$root" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
+    >"$work/build.log" 2>&1 && ninja -C "$work/build" >>"$work/build.log" 2>&1 || {
+    tail -n 40 "$work/build.log"
+    echo "demo: the build failed" >&2
+    exit 1
+}
+
+cat >"$work/owners.yaml" <<'YAML'
+datamaster: {OsType: 0, GroupOwner: 0, SecVfs: "dp:/res/demo/datamaster"}
+iam: {OsType: 0, GroupOwner: 1, SecVfs: "dp:/res/demo/iam"}
+appmgr: {OsType: 0, GroupOwner: 2, SecVfs: "dp:/res/demo/appmgr"}
+YAML
+"$root/scripts/with-config" "$work/owners.yaml" "$root/examples/story" "$work/build/examples" "$work"

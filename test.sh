@@ -1,0 +1,39 @@
+#!/bin/bash
+# Builds the library with its tests and runs them all: units against the platform's double, and real
+# processes over real sockets. Installs what is missing (as root), works in a temporary directory,
+# and leaves nothing behind.
+#
+#   test.sh [PRESET]     dev (the default), clang, release, asan or tsan
+#
+# The last line says how many tests passed and failed.
+set -uo pipefail
+root=$(cd "$(dirname "$0")" && pwd)
+preset=${1:-dev}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export TMPDIR=$work
+
+if [ "$preset" = dev ]; then packages=test; else packages=ci; fi
+"$root/scripts/install-packages" "$packages" || exit 1
+
+echo "Building the tests ($preset) in $work; this takes some minutes ..."
+if ! cmake -S "$root" --preset "$preset" -B "$work/build" -DOWNERLINK_BUILD_BENCH=OFF \
+    >"$work/build.log" 2>&1 || ! ninja -C "$work/build" >>"$work/build.log" 2>&1; then
+    grep -E -A12 'error|FAILED' "$work/build.log" | head -n 80
+    echo "test: the build failed" >&2
+    echo "0 passed, 1 failed"
+    exit 1
+fi
+
+echo "Running the tests ..."
+ctest --test-dir "$work/build" --output-on-failure --no-tests=error -j "$(nproc)" \
+    >"$work/test.log" 2>&1
+status=$?
+if [ "$status" -ne 0 ]; then
+    grep -v -E '^ *[0-9]+/[0-9]+ Test +#.* Passed|^ *Start ' "$work/test.log" | tail -n 400
+fi
+summary=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$work/test.log")
+failed=$(sed -E 's/.*passed, ([0-9]+) tests failed out of ([0-9]+).*/\1/' <<<"$summary")
+total=$(sed -E 's/.*passed, ([0-9]+) tests failed out of ([0-9]+).*/\2/' <<<"$summary")
+echo "$((${total:-0} - ${failed:-0})) passed, ${failed:-1} failed"
+exit "$status"
