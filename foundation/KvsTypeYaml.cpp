@@ -32,7 +32,7 @@ private:
 };
 
 struct FileCloser {
-    void operator()(FILE* file) const { std::fclose(file); }
+    void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 
 // The text up to its first zero byte. A node that is no scalar has none: keys and items of value
