@@ -71,6 +71,7 @@ bool KvsTypeYaml::InitYamlNode(const std::string& path)
     }
     Parser parser(file.get());
     document_ = std::make_shared<YamlDocument>();
+    node_ = {};  // it may point into the document that has just been let go
     if (!parser.Load(document_->document)) {
         SYSLOG_RECORD(LOG_ERR, " [%s][%s %d] Load yaml=%s failed, init yaml paser failed", kTag,
                       __func__, __LINE__, path.c_str());
