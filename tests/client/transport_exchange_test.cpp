@@ -86,8 +86,8 @@ TEST_F(Transport, HandsTheServerACopyOfTheRequest)
 
 TEST_F(Transport, PassesTheTypeAsTheCommandNumber)
 {
-    for (const auto type : {ProcMgr::CHANGE_APP, ProcMgr::QUERY_APP_STATE,
-                            ProcMgr::CANCEL_SUSPEND}) {
+    for (const auto type :
+         {ProcMgr::CHANGE_APP, ProcMgr::QUERY_APP_STATE, ProcMgr::CANCEL_SUSPEND}) {
         client.SendRequestToOwnerByVfs(type, kIam, request, response, -1);
     }
 
@@ -293,9 +293,8 @@ TEST_F(Transport, CloseThatFailsBehindAFailureIsLoggedToo)
 
     EXPECT_FALSE(Send());
 
-    EXPECT_THAT(platform::Errors(),
-                ElementsAre(HasSubstr("ioctl failed"),
-                            "CloseVfsFd, close failed. (fd=7,err=9,ret=-1)"));
+    EXPECT_THAT(platform::Errors(), ElementsAre(HasSubstr("ioctl failed"),
+                                                "CloseVfsFd, close failed. (fd=7,err=9,ret=-1)"));
 }
 
 TEST_F(Transport, PositiveResultOfCloseIsASuccess)
@@ -330,17 +329,16 @@ TEST_F(Transport, FailedVerificationClosesTheGivenDescriptorToo)
 
     EXPECT_FALSE(client.SendRequestToOwnerByVfs(ProcMgr::VERIFY_APP, kIam, {}, response, fd));
 
-    EXPECT_THAT(platform::Calls(), ElementsAre("IAMResetFileConfig(7,5000)=0", "ioctl(7,8)=-1 EPIPE",
-                                               "close(7)=0"));
+    EXPECT_THAT(platform::Calls(),
+                ElementsAre("IAMResetFileConfig(7,5000)=0", "ioctl(7,8)=-1 EPIPE", "close(7)=0"));
 }
 
 TEST_F(Transport, VerificationOverAClosedDescriptorFailsInTheExchange)
 {
     EXPECT_FALSE(client.SendRequestToOwnerByVfs(ProcMgr::VERIFY_APP, kIam, {}, response, 42));
 
-    EXPECT_THAT(platform::Calls(),
-                ElementsAre("IAMResetFileConfig(42,5000)=-1 EBADF", "ioctl(42,8)=-1 EBADF",
-                            "close(42)=-1 EBADF"));
+    EXPECT_THAT(platform::Calls(), ElementsAre("IAMResetFileConfig(42,5000)=-1 EBADF",
+                                               "ioctl(42,8)=-1 EBADF", "close(42)=-1 EBADF"));
     EXPECT_THAT(platform::Errors(),
                 ElementsAre("SendRequestToOwnerByVfs, IAMResetFileConfig failed. "
                             "(fd=42,resFileName=dp:/res/iam,timeout=5000ms)",
@@ -356,7 +354,8 @@ TEST_F(Transport, RecordsCostNothingWhenTheirLevelIsOff)
     EXPECT_TRUE(Send());
 
     EXPECT_THAT(platform::Records(), IsEmpty());
-    EXPECT_THAT(platform::LevelQueries(), Contains(platform::LevelQuery{kClientModule, 1}).Times(4));
+    EXPECT_THAT(platform::LevelQueries(),
+                Contains(platform::LevelQuery{kClientModule, 1}).Times(4));
 }
 
 TEST_F(Transport, ExchangesOfManyThreadsDoNotMeet)

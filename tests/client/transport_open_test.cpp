@@ -30,8 +30,8 @@ TEST_F(TransportOpen, OpensForReadingAndWriting)
 
     EXPECT_THAT(platform::Calls("open"), ElementsAre("open(dp:/res/dm,O_RDWR)=7"));
     EXPECT_THAT(platform::Records(),
-                ::testing::Contains(Info(
-                    "SendRequestToOwnerByVfs, open succeed. (fd=7,resFileName=dp:/res/dm)")));
+                ::testing::Contains(
+                    Info("SendRequestToOwnerByVfs, open succeed. (fd=7,resFileName=dp:/res/dm)")));
 }
 
 TEST_F(TransportOpen, FailsAtOnceWithAnyErrorButATimeOut)
@@ -41,9 +41,8 @@ TEST_F(TransportOpen, FailsAtOnceWithAnyErrorButATimeOut)
     EXPECT_FALSE(Send());
 
     EXPECT_THAT(platform::Calls(), ElementsAre("open(dp:/res/dm,O_RDWR)=-1 ENOENT"));
-    EXPECT_THAT(platform::Records(),
-                ElementsAre(Error("SendRequestToOwnerByVfs, open failed. "
-                                  "(fd=-1,resFileName=dp:/res/dm,err=2)")));
+    EXPECT_THAT(platform::Records(), ElementsAre(Error("SendRequestToOwnerByVfs, open failed. "
+                                                       "(fd=-1,resFileName=dp:/res/dm,err=2)")));
 }
 
 TEST_F(TransportOpen, GivesUpAfterFourAttemptsWithASleepBehindEachRetry)
@@ -52,17 +51,17 @@ TEST_F(TransportOpen, GivesUpAfterFourAttemptsWithASleepBehindEachRetry)
 
     EXPECT_FALSE(Send());
 
-    EXPECT_THAT(platform::Timeline(),
-                ElementsAre("open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT",
-                            "open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT", "usleep(10000)",
-                            "open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT", "usleep(10000)",
-                            "open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT", "usleep(10000)",
-                            "log(54,3) SendRequestToOwnerByVfs, open failed after retry 3 times. "
-                            "(fd=-1,resFileName=dp:/res/dm,err=110)",
-                            "log(54,3) SendRequestToOwnerByVfs, open failed. "
-                            "(fd=-1,resFileName=dp:/res/dm,err=110)"));
-    EXPECT_THAT(platform::Records(), ElementsAre(Error(HasSubstr("after retry")),
-                                                 Error(HasSubstr("open failed. "))));
+    EXPECT_THAT(
+        platform::Timeline(),
+        ElementsAre("open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT", "open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT",
+                    "usleep(10000)", "open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT", "usleep(10000)",
+                    "open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT", "usleep(10000)",
+                    "log(54,3) SendRequestToOwnerByVfs, open failed after retry 3 times. "
+                    "(fd=-1,resFileName=dp:/res/dm,err=110)",
+                    "log(54,3) SendRequestToOwnerByVfs, open failed. "
+                    "(fd=-1,resFileName=dp:/res/dm,err=110)"));
+    EXPECT_THAT(platform::Records(),
+                ElementsAre(Error(HasSubstr("after retry")), Error(HasSubstr("open failed. "))));
 }
 
 // The count is of the retries that failed before the one that worked.
@@ -83,10 +82,10 @@ TEST_P(TransportLateOpen, CountsTheRetriesThatFailed)
     EXPECT_EQ(platform::Calls("open").size(), GetParam().failures + 1);
     EXPECT_EQ(platform::Calls("usleep").size(), GetParam().sleeps);
     EXPECT_THAT(platform::Errors(), IsEmpty());
-    EXPECT_THAT(ClientRecords(HasSubstr("open succ")),
-                ElementsAre(Milestone(GetParam().record),
-                            Info("SendRequestToOwnerByVfs, open succeed. "
-                                 "(fd=7,resFileName=dp:/res/dm)")));
+    EXPECT_THAT(
+        ClientRecords(HasSubstr("open succ")),
+        ElementsAre(Milestone(GetParam().record), Info("SendRequestToOwnerByVfs, open succeed. "
+                                                       "(fd=7,resFileName=dp:/res/dm)")));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -108,12 +107,11 @@ TEST_F(TransportOpen, RetryThatFailsOtherwiseStopsTheLoopAfterItsSleep)
 
     EXPECT_FALSE(Send());
 
-    EXPECT_THAT(platform::Calls(), ElementsAre("open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT",
-                                               "open(dp:/res/dm,O_RDWR)=-1 EACCES",
-                                               "usleep(10000)"));
-    EXPECT_THAT(platform::Records(),
-                ElementsAre(Error("SendRequestToOwnerByVfs, open failed. "
-                                  "(fd=-1,resFileName=dp:/res/dm,err=13)")));
+    EXPECT_THAT(platform::Calls(),
+                ElementsAre("open(dp:/res/dm,O_RDWR)=-1 ETIMEDOUT",
+                            "open(dp:/res/dm,O_RDWR)=-1 EACCES", "usleep(10000)"));
+    EXPECT_THAT(platform::Records(), ElementsAre(Error("SendRequestToOwnerByVfs, open failed. "
+                                                       "(fd=-1,resFileName=dp:/res/dm,err=13)")));
 }
 
 TEST_F(TransportOpen, SecondRetryThatFailsOtherwiseStopsTheLoopToo)
@@ -124,9 +122,8 @@ TEST_F(TransportOpen, SecondRetryThatFailsOtherwiseStopsTheLoopToo)
 
     EXPECT_EQ(platform::Calls("open").size(), 3u);
     EXPECT_EQ(platform::Calls("usleep").size(), 2u);
-    EXPECT_THAT(platform::Records(),
-                ElementsAre(Error("SendRequestToOwnerByVfs, open failed. "
-                                  "(fd=-1,resFileName=dp:/res/dm,err=2)")));
+    EXPECT_THAT(platform::Records(), ElementsAre(Error("SendRequestToOwnerByVfs, open failed. "
+                                                       "(fd=-1,resFileName=dp:/res/dm,err=2)")));
 }
 
 // The counter reaches 3 whatever the last retry failed with.
