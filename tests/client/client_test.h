@@ -4,6 +4,7 @@
 #define OWNERLINK_TESTS_CLIENT_CLIENT_TEST_H
 
 #include <cstdint>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -90,6 +91,13 @@ std::vector<std::string> Commands();
 
 // The calls that make up exchanges: open, IAMResetFileConfig, ioctl, close and usleep.
 std::vector<std::string> ExchangeCalls();
+
+// Runs a call that a test keeps waiting. The future's destructor waits for its end.
+template <typename Call>
+auto InBackground(Call call)
+{
+    return std::async(std::launch::async, call);
+}
 
 // `text` behind the boot trace of the client end at 12.345678 seconds since boot.
 std::string BootTraced(const std::string& text);
