@@ -7,6 +7,7 @@
 #include "platform/securec.h"
 #include "wire/change_app_limits.h"
 #include "wire/client_unit.h"
+#include "wire/dynamic_para.h"
 #include "wire/record_limits.h"
 #include "wire/server_unit.h"
 #include "wire/text_fields.h"
@@ -164,32 +165,26 @@ bool UnPackChangeAppInfoRequestMsg(const OwnerlinkRequestMsg* msg, std::vector<A
 
 bool UnPackDynamicPara(std::istringstream& stream, AppInfo& appInfo)
 {
-    const auto dynamicParaSize = ReadNumber<uint64_t>(stream);
-    if (dynamicParaSize > kMostDynamicPara) {
-        SERVER_LOG(GRP_LOG_ERROR,
-                   "ChangeAppState unpack request failed, %s dynamicParaSize=%zu invalid",
-                   appInfo.appName.c_str(), dynamicParaSize);
-        return false;
-    }
-    appInfo.dynamicPara.clear();
-    for (uint64_t entry = 0; entry < dynamicParaSize; ++entry) {
-        const int index = ReadNumber<int>(stream);
-        if (index > kLastDynamicPara) {
+    using End = DynamicParaReading::End;
+    const DynamicParaReading reading = ReadDynamicPara(stream, appInfo.dynamicPara);
+    switch (reading.end) {
+        case End::kTooManyEntries:
+            SERVER_LOG(GRP_LOG_ERROR,
+                       "ChangeAppState unpack request failed, %s dynamicParaSize=%zu invalid",
+                       appInfo.appName.c_str(), reading.number);
+            return false;
+        case End::kBadIndex:
             SERVER_LOG(GRP_LOG_ERROR,
                        "ChangeAppState unpack request failed, %s dynamicPara index=%d invalid",
-                       appInfo.appName.c_str(), index);
+                       appInfo.appName.c_str(), reading.index);
             return false;
-        }
-        const auto valueNum = ReadNumber<uint64_t>(stream);
-        if (valueNum > kMostValues) {
+        case End::kTooManyValues:
             SERVER_LOG(GRP_LOG_ERROR,
                        "ChangeAppState unpack dynamicPara fail, %s index=%d valueNum=%zu invalid",
-                       appInfo.appName.c_str(), index, valueNum);
+                       appInfo.appName.c_str(), reading.index, reading.number);
             return false;
-        }
-        for (uint64_t i = 0; i < valueNum; ++i) {
-            appInfo.dynamicPara[index].push_back(ReadText(stream));
-        }
+        case End::kComplete:
+            break;
     }
     return true;
 }

@@ -7,6 +7,7 @@
 #include "platform/securec.h"
 #include "wire/client_unit.h"
 #include "wire/record_limits.h"
+#include "wire/windows.h"
 
 namespace Ownerlink::Serialization {
 
@@ -26,39 +27,20 @@ bool ProcMgrCombinePiecesMsg(std::vector<std::pair<unsigned int, std::string>>& 
     std::sort(packedRequest.begin(), packedRequest.end());
     std::vector<unsigned int> windows;
     CalculateWindows(packedRequest, windows);
-    auto item = packedRequest.cbegin();
-    for (const unsigned int count : windows) {
-        std::string text;
-        for (unsigned int i = 0; i < count; ++i) {
-            text += (item++)->second;
-        }
-        ProcMgrCombineMsg(count, text, msgs);
-    }
+    ProcMgr::JoinWindows(packedRequest, windows,
+                         [&msgs](unsigned int count, const std::string& text) {
+                             ProcMgrCombineMsg(count, text, msgs);
+                         });
     return true;
 }
 
-// Next-fit over the sorted items, so that the first oversized one is followed by none that fits.
 void CalculateWindows(const std::vector<std::pair<unsigned int, std::string>>& packedRequest,
                       std::vector<unsigned int>& windows)
 {
-    uint64_t total = 0;
-    unsigned int count = 0;
-    for (const auto& [size, text] : packedRequest) {
-        if (size > kItemsCapacity) {
-            CLIENT_LOG(kWarning, "CalculateWindows : packedRequest=%ubytes >= %zubytes!", size,
-                       kDataCapacity);
-            break;
-        }
-        if (total + size > kItemsCapacity) {
-            windows.push_back(count);
-            total = 0;
-            count = 0;
-        }
-        total += size;
-        ++count;
-    }
-    if (count != 0) {
-        windows.push_back(count);
+    const auto* const oversized = ProcMgr::CutWindows(packedRequest, kItemsCapacity, windows);
+    if (oversized != nullptr) {
+        CLIENT_LOG(kWarning, "CalculateWindows : packedRequest=%ubytes >= %zubytes!",
+                   oversized->first, kDataCapacity);
     }
 }
 
