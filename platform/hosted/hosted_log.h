@@ -1,6 +1,6 @@
 // How the layer writes its own messages: through the same log as everybody, under a module number
-// of its own. Never call it with a lock of the layer held: a fork waits for those locks and for the
-// log's, in an order that nobody chose.
+// of its own. Never with a lock of the layer held: a fork waits for those and for the log's, in an
+// order that nobody chose.
 #ifndef OWNERLINK_PLATFORM_HOSTED_HOSTED_LOG_H
 #define OWNERLINK_PLATFORM_HOSTED_HOSTED_LOG_H
 

@@ -10,7 +10,6 @@
 
 #include "platform/hosted/file_client.h"
 #include "platform/hosted/owner_server.h"
-#include "platform/hosted/process_life.h"
 
 #define HOSTED_EXPORT __attribute__((visibility("default")))
 
@@ -41,7 +40,6 @@ template <typename Body>
 int Guarded(Body body)
 {
     try {
-        InstallForkHandlers();
         return body();
     } catch (const std::bad_alloc&) {
         return Fail(ENOMEM);

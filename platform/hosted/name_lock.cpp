@@ -133,6 +133,11 @@ NameLock::~NameLock()
     }
 }
 
+void NameLock::BuildTable()
+{
+    Held();
+}
+
 void NameLock::LockForFork() HOSTED_TSA(no_thread_safety_analysis)
 {
     Held().mutex.lock();

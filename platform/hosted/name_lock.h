@@ -25,6 +25,7 @@ public:
     // EADDRINUSE when this or another living process holds the name; logs which.
     static Outcome<NameLock> Take(const RuntimeDir& directory, std::string_view name);
 
+    static void BuildTable();
     static void LockForFork();
     static void UnlockAfterFork();
     static void ForgetInChild();

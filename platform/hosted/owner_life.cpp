@@ -14,7 +14,6 @@
 #include "platform/hosted/endpoint_record.h"
 #include "platform/hosted/hosted_log.h"
 #include "platform/hosted/owner_server.h"
-#include "platform/hosted/process_life.h"
 #include "platform/hosted/runtime_dir.h"
 #include "platform/hosted/socket_address.h"
 
@@ -52,6 +51,31 @@ void StopAtExit()
 
 }  // namespace
 
+// One registration at a time, and none beside `Stop`. A flag and no lock: what runs under it logs
+// and opens files, and a fork must not have to wait for that.
+class OwnerServer::RegistrationTurn {
+public:
+    explicit RegistrationTurn(OwnerServer& server) : server_(server)
+    {
+        const MutexLock lock(server_.mutex_);
+        while (server_.isRegistering_) {
+            server_.turnEnded_.Wait(server_.mutex_);
+        }
+        server_.isRegistering_ = true;
+    }
+    ~RegistrationTurn()
+    {
+        const MutexLock lock(server_.mutex_);
+        server_.isRegistering_ = false;
+        server_.turnEnded_.NotifyAll();
+    }
+    RegistrationTurn(const RegistrationTurn&) = delete;
+    RegistrationTurn& operator=(const RegistrationTurn&) = delete;
+
+private:
+    OwnerServer& server_;
+};
+
 OwnerServer& OwnerServer::Instance()
 {
     static OwnerServer* const server = new OwnerServer;
@@ -65,7 +89,7 @@ int OwnerServer::Register(const IAMServiceDesc& desc)
         return error;
     }
     {
-        const MutexLock lock(registration_);
+        const RegistrationTurn turn(*this);
         error = stopping_.load() ? ESHUTDOWN : Publish(desc);
     }
     if (error != 0) {
@@ -104,13 +128,12 @@ int OwnerServer::StartOnce()
     if (threads_.IsStarted()) {
         return 0;
     }
-    {
-        const MutexLock lock(mutex_);
-        spare_ = MakeSpare();
-    }
     if (const int error = threads_.Start(ThreadBody); error != 0) {
         return error;
     }
+    UniqueFd spare = MakeSpare();
+    const MutexLock lock(mutex_);
+    spare_ = std::move(spare);
     if (std::exchange(process_, getpid()) == 0) {
         std::atexit(StopAtExit);
     }
@@ -155,27 +178,27 @@ int OwnerServer::Serve(std::unique_ptr<OwnerService> service)
 void OwnerServer::Stop()
 {
     {
-        const MutexLock registration(registration_);
+        const RegistrationTurn turn(*this);
+        const Outcome<RuntimeDir> directory = OpenRuntimeDir();
+        const MutexLock lock(mutex_);
         if (process_ != getpid()) {
             return;  // a child that no fork handler has seen: the endpoints are its parent's
         }
         stopping_.store(true);
         threads_.Stop();
-        const MutexLock lock(mutex_);
-        EndServices();
+        EndServices(directory ? &directory.value : nullptr);
         EndIdleConnections();
     }
     WaitForHooks();
 }
 
 // The name's lock stays with the process: until it is gone nobody else may publish the name.
-void OwnerServer::EndServices()
+void OwnerServer::EndServices(const RuntimeDir* directory)
 {
-    const Outcome<RuntimeDir> directory = OpenRuntimeDir();
     for (const auto& service : services_) {
-        if (directory) {
-            RemoveRecord(directory.value, service->name);
-            RemoveSocket(directory.value, service->instance);
+        if (directory != nullptr) {
+            RemoveRecord(*directory, service->name);
+            RemoveSocket(*directory, service->instance);
         }
         service->listener.Reset();
     }
@@ -207,7 +230,6 @@ void OwnerServer::WaitForHooks()
 
 void OwnerServer::LockForFork() HOSTED_TSA(no_thread_safety_analysis)
 {
-    registration_.lock();
     mutex_.lock();
     peers_.LockForFork();
 }
@@ -216,7 +238,6 @@ void OwnerServer::UnlockAfterFork() HOSTED_TSA(no_thread_safety_analysis)
 {
     peers_.UnlockAfterFork();
     mutex_.unlock();
-    registration_.unlock();
 }
 
 // The services and connections are left where they are: the thread that forked may stand in a hook
@@ -233,6 +254,7 @@ void OwnerServer::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
     threads_.ForgetInChild();
     stopping_.store(false);
     runningHooks_.store(0);
+    isRegistering_ = false;
 }
 
 }  // namespace hosted

@@ -8,11 +8,11 @@ namespace {
 Refusal EnterBoth(Counter& ofProcess, int processLimit, Counter* ofUser, int userLimit)
 {
     if (!ofProcess.Enter(processLimit)) {
-        return {"process", processLimit, ofProcess.Count()};
+        return {"process", processLimit, ofProcess.Count(), true};
     }
     if (ofUser != nullptr && !ofUser->Enter(userLimit)) {
         ofProcess.Leave();
-        return {"user", userLimit, ofUser->Count()};
+        return {"user", userLimit, ofUser->Count(), false};
     }
     return {};
 }
@@ -33,7 +33,7 @@ void Peer::LeaveRequest()
     }
 }
 
-std::pair<std::shared_ptr<Peer>, Refusal> OwnerPeers::Admit(const PeerCredentials& credentials)
+OwnerPeers::Admission OwnerPeers::Admit(const PeerCredentials& credentials)
 {
     const MutexLock lock(mutex_);
     std::shared_ptr<Peer> peer = Find(credentials);
@@ -71,6 +71,18 @@ void OwnerPeers::Leave(const std::shared_ptr<Peer>& peer)
     if (peer->connections.Count() == 0) {
         peers_.erase({peer->process, peer->user});
     }
+}
+
+std::shared_ptr<Peer> OwnerPeers::Greediest()
+{
+    const MutexLock lock(mutex_);
+    std::shared_ptr<Peer> greediest;
+    for (const auto& [key, peer] : peers_) {
+        if (greediest == nullptr || peer->connections.Count() > greediest->connections.Count()) {
+            greediest = peer;
+        }
+    }
+    return greediest;
 }
 
 void OwnerPeers::LockForFork() HOSTED_TSA(no_thread_safety_analysis)

@@ -21,9 +21,10 @@ inline constexpr int kConnectionsPerUser = 512;
 
 // Which limit refused something, for the log.
 struct Refusal {
-    const char* limitOf = nullptr;  // "process" or "user"; null: not refused
+    const char* limitOf = nullptr;  // "process", "user" or "owner"; null: not refused
     int limit = 0;
     int count = 0;
+    bool ofProcess = false;
 
     explicit operator bool() const { return limitOf != nullptr; }
 };
@@ -31,7 +32,7 @@ struct Refusal {
 // Counts up to a limit from any thread.
 class Counter {
 public:
-    // The count before, or `limit` and nothing done when it is reached.
+    // False, and nothing counted, when `limit` is reached.
     bool Enter(int limit)
     {
         if (count_.fetch_add(1) < limit) {
@@ -67,9 +68,12 @@ struct Peer {
 class OwnerPeers {
 public:
     // The peer of a new connection, counted; or null and the limit that refuses it.
-    std::pair<std::shared_ptr<Peer>, Refusal> Admit(const PeerCredentials& credentials)
-        HOSTED_EXCLUDES(mutex_);
+    using Admission = std::pair<std::shared_ptr<Peer>, Refusal>;
+    Admission Admit(const PeerCredentials& credentials) HOSTED_EXCLUDES(mutex_);
     void Leave(const std::shared_ptr<Peer>& peer) HOSTED_EXCLUDES(mutex_);
+
+    // The client with the most connections; null when there is none.
+    std::shared_ptr<Peer> Greediest() HOSTED_EXCLUDES(mutex_);
 
     void LockForFork();
     void UnlockAfterFork();

@@ -4,12 +4,13 @@
 #include <sys/time.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <new>
 #include <utility>
 
 #include "platform/hosted/hosted_log.h"
-#include "platform/hosted/peer_credentials.h"
+#include "platform/hosted/refusal_message.h"
 
 namespace hosted {
 namespace {
@@ -18,28 +19,6 @@ namespace {
 constexpr timeval kStickyTime = {0, 20000};
 
 thread_local int hooksOnThisThread = 0;
-
-UniqueFd Accept(const OwnerService& service)
-{
-    return UniqueFd::Make(
-        [&] { return accept4(service.listener.Get(), nullptr, nullptr, SOCK_CLOEXEC); });
-}
-
-bool IsShortage(int error)
-{
-    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-}
-
-void SendRefusal(int fd, int error)
-{
-    MessageHeader header = {};
-    header.magic = kMessageMagic;
-    header.version = kProtocolVersion;
-    header.flags = kFlagAnswer | kFlagRefused;
-    header.result = -1;
-    header.error = error;
-    send(fd, &header, sizeof header, MSG_DONTWAIT | MSG_NOSIGNAL);
-}
 
 }  // namespace
 
@@ -102,80 +81,6 @@ void OwnerServer::ServeEvent(EventSource* source, MessageBuffer& buffer)
     }
 }
 
-void OwnerServer::AcceptFrom(OwnerService& service, MessageBuffer& buffer)
-{
-    UniqueFd fd = AcceptOne(service);
-    OwnerConnection* const connection = fd ? Admit(service, std::move(fd)) : nullptr;
-    if (connection != nullptr) {
-        ServeConnection(*connection, buffer, threads_.MayStick());
-    }
-}
-
-// Leaves the listener to the next thread.
-UniqueFd OwnerServer::AcceptOne(OwnerService& service)
-{
-    bool shed = false;
-    UniqueFd fd;
-    {
-        const MutexLock lock(mutex_);
-        if (!service.listener) {
-            return fd;  // stopped
-        }
-        fd = Accept(service);
-        if (!fd && IsShortage(errno)) {
-            ShedConnection(service);
-            shed = true;
-        }
-        threads_.Rearm(service.listener.Get(), &service);
-    }
-    if (shed) {
-        HOSTED_LOG(kLogError, "connection to %.128s refused: no descriptor left in this process",
-                   service.name.c_str());
-    }
-    return fd;
-}
-
-// The process has no descriptor left: the spare one accepts the connection, which is then ended.
-// Left alone it would stay in the backlog and wake a thread for ever.
-void OwnerServer::ShedConnection(const OwnerService& service)
-{
-    spare_.Reset();
-    const UniqueFd shed = Accept(service);
-    if (shed) {
-        SendRefusal(shed.Get(), EBUSY);
-    }
-}
-
-// Null when the peer has been turned away.
-OwnerConnection* OwnerServer::Admit(OwnerService& service, UniqueFd fd)
-{
-    const PeerCredentials credentials = CredentialsOf(fd.Get());
-    if (!MayConnect(fd.Get(), credentials, service.group)) {
-        HOSTED_LOG(kLogError,
-                   "connection to %.128s refused: process %d of user %u is not permitted",
-                   service.name.c_str(), credentials.process, credentials.user);
-        SendRefusal(fd.Get(), EACCES);
-        return nullptr;
-    }
-    auto connection = std::make_unique<OwnerConnection>();
-    auto [peer, refusal] = peers_.Admit(credentials);
-    if (refusal) {
-        HOSTED_LOG(
-            kLogError,
-            "connection to %.128s refused: process %d of user %u, limit of a %s %d, count %d",
-            service.name.c_str(), credentials.process, credentials.user, refusal.limitOf,
-            refusal.limit, refusal.count);
-        SendRefusal(fd.Get(), EBUSY);
-        return nullptr;
-    }
-    connection->fd = std::move(fd);
-    connection->peer = std::move(peer);
-    connection->file.service = &service;
-    const MutexLock lock(mutex_);
-    connections_.insert(connection.get());
-    return connection.release();
-}
-
 void OwnerServer::ServeConnection(OwnerConnection& connection, MessageBuffer& buffer, bool mayStick)
 {
     while (true) {
@@ -236,20 +141,30 @@ bool OwnerServer::HandleRequest(OwnerConnection& connection, MessageBuffer& buff
     if (!running.MayRun()) {
         return false;
     }
-    // Reads are exempt: they tell the living owner from the dead one.
-    const bool isRead = (header.flags & kFlagRead) != 0;
-    if (!threads_.EnsureWaiting(isRead ? kMaxThreads + kSpareThreads : kMaxThreads)) {
-        return Refuse(connection, header, {"owner", kMaxThreads, runningHooks_.load()});
+    if (!threads_.EnsureWaiting()) {
+        return Refuse(connection, header, {"owner", kMaxThreads, runningHooks_.load(), false});
     }
-    const Refusal refusal = isRead ? Refusal() : connection.peer->EnterRequest();
-    if (refusal) {
-        return Refuse(connection, header, refusal);
+    if ((header.flags & kFlagRead) == 0) {
+        return HandleIoctl(connection, buffer, header);
     }
+    // No limit stands before reads: they tell the living owner from the dead one.
     RunHooks(connection.file, header, buffer.Payload());
-    if (!isRead) {
+    return Answer(connection, buffer.bytes, header);
+}
+
+bool OwnerServer::HandleIoctl(OwnerConnection& connection, MessageBuffer& buffer,
+                              MessageHeader& header)
+{
+    if (!callbacks_.Enter(kMaxCallbacks)) {
+        return Refuse(connection, header, {"owner", kMaxCallbacks, callbacks_.Count(), false});
+    }
+    const Refusal refusal = connection.peer->EnterRequest();
+    if (!refusal) {
+        RunHooks(connection.file, header, buffer.Payload());
         connection.peer->LeaveRequest();
     }
-    return Answer(connection, buffer.bytes, header);
+    callbacks_.Leave();
+    return refusal ? Refuse(connection, header, refusal) : Answer(connection, buffer.bytes, header);
 }
 
 bool OwnerServer::Refuse(OwnerConnection& connection, MessageHeader& header, const Refusal& refusal)
@@ -280,6 +195,7 @@ bool OwnerServer::Answer(OwnerConnection& connection, std::byte* message, Messag
 void OwnerServer::Park(OwnerConnection& connection)
 {
     const int fd = connection.fd.Get();
+    connection.parkedAt.store(std::chrono::steady_clock::now().time_since_epoch().count());
     const bool isFirst = !std::exchange(connection.isWatched, true);
     connection.isParked.store(true);
     // From here on it can be another thread's, and gone.
@@ -292,7 +208,7 @@ void OwnerServer::Park(OwnerConnection& connection)
 void OwnerServer::End(OwnerConnection& connection)
 {
     if (connection.file.isOpen) {
-        threads_.EnsureWaiting(kMaxThreads);
+        threads_.EnsureWaiting();
         RunCloseHook(connection.file);
     }
     {

@@ -31,10 +31,10 @@ public:
     static OwnerServer& Instance();
 
     // Publishes `desc`. 0 or an errno number; logs why.
-    int Register(const IAMServiceDesc& desc) HOSTED_EXCLUDES(registration_, mutex_);
+    int Register(const IAMServiceDesc& desc) HOSTED_EXCLUDES(mutex_);
 
     // Stops taking work, ends what is idle and waits for the hooks that run, up to 2 s.
-    void Stop() HOSTED_EXCLUDES(registration_, mutex_);
+    void Stop() HOSTED_EXCLUDES(mutex_);
 
     void LockForFork();
     void UnlockAfterFork();
@@ -43,31 +43,40 @@ public:
 private:
     enum class Received { kMessage, kNothing, kEnd };
     class RunningHook;
+    class RegistrationTurn;
 
     static void ThreadBody();
     static int HooksOnThisThread();
     void ServeEvent(EventSource* source, MessageBuffer& buffer);
 
     void AcceptFrom(OwnerService& service, MessageBuffer& buffer);
-    UniqueFd AcceptOne(OwnerService& service) HOSTED_EXCLUDES(mutex_);
-    void ShedConnection(const OwnerService& service) HOSTED_REQUIRES(mutex_);
-    OwnerConnection* Admit(OwnerService& service, UniqueFd fd) HOSTED_EXCLUDES(mutex_);
+    UniqueFd AcceptOne(OwnerService& service, bool* shortage) HOSTED_EXCLUDES(mutex_);
+    OwnerConnection* Admit(OwnerService& service, UniqueFd fd, MessageBuffer& buffer)
+        HOSTED_EXCLUDES(mutex_);
+    OwnerPeers::Admission AdmitPeer(const PeerCredentials& credentials, MessageBuffer& buffer)
+        HOSTED_EXCLUDES(mutex_);
+    void RelieveShortage(OwnerService& service, MessageBuffer& buffer) HOSTED_EXCLUDES(mutex_);
+    void ShedConnection(const OwnerService& service) HOSTED_EXCLUDES(mutex_);
+    template <typename Condition>
+    OwnerConnection* TakeLongestIdle(Condition condition) HOSTED_EXCLUDES(mutex_);
+    void EndWithoutLoss(OwnerConnection& connection, MessageBuffer& buffer) HOSTED_EXCLUDES(mutex_);
 
     void ServeConnection(OwnerConnection& connection, MessageBuffer& buffer, bool mayStick);
     Received Receive(OwnerConnection& connection, MessageBuffer& buffer, bool sticky, size_t* size);
     bool HandleMessage(OwnerConnection& connection, MessageBuffer& buffer, size_t size);
     bool HandleRequest(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
+    bool HandleIoctl(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
     bool Refuse(OwnerConnection& connection, MessageHeader& header, const Refusal& refusal);
     bool Answer(OwnerConnection& connection, std::byte* message, MessageHeader& header);
     void Park(OwnerConnection& connection);
     void End(OwnerConnection& connection) HOSTED_EXCLUDES(mutex_);
 
-    int StartOnce() HOSTED_REQUIRES(registration_);
-    int Publish(const IAMServiceDesc& desc) HOSTED_REQUIRES(registration_) HOSTED_EXCLUDES(mutex_);
+    int StartOnce() HOSTED_EXCLUDES(mutex_);
+    int Publish(const IAMServiceDesc& desc) HOSTED_EXCLUDES(mutex_);
     int GoUp(const RuntimeDir& directory, std::unique_ptr<OwnerService> service, uint32_t timeoutMs)
-        HOSTED_REQUIRES(registration_) HOSTED_EXCLUDES(mutex_);
+        HOSTED_EXCLUDES(mutex_);
     int Serve(std::unique_ptr<OwnerService> service) HOSTED_EXCLUDES(mutex_);
-    void EndServices() HOSTED_REQUIRES(mutex_);
+    void EndServices(const RuntimeDir* directory) HOSTED_REQUIRES(mutex_);
     void EndIdleConnections() HOSTED_REQUIRES(mutex_);
     void WaitForHooks() HOSTED_EXCLUDES(mutex_);
 
@@ -75,15 +84,17 @@ private:
     OwnerPeers peers_;
     std::atomic<bool> stopping_{false};
     std::atomic<int> runningHooks_{0};
+    Counter callbacks_;  // the ioctl hooks among them
 
-    Mutex registration_;  // held for the length of a registration; before `mutex_`
     Mutex mutex_;
     Condition hooksEnded_;
+    Condition turnEnded_;
+    bool isRegistering_ HOSTED_GUARDED_BY(mutex_) = false;
     // `mutex_` guards their listeners too.
     std::vector<std::unique_ptr<OwnerService>> services_ HOSTED_GUARDED_BY(mutex_);
     std::unordered_set<OwnerConnection*> connections_ HOSTED_GUARDED_BY(mutex_);
     UniqueFd spare_ HOSTED_GUARDED_BY(mutex_);  // given up to accept and end a connection too many
-    pid_t process_ HOSTED_GUARDED_BY(registration_) = 0;  // that registered
+    pid_t process_ HOSTED_GUARDED_BY(mutex_) = 0;  // that registered
 };
 
 }  // namespace hosted

@@ -62,6 +62,7 @@ struct OwnerConnection : EventSource {
     bool hasReceiveTimeout = false;
     bool isWatched = false;  // the epoll knows it
     std::atomic<bool> isParked{false};
+    std::atomic<int64_t> parkedAt{0};  // by the steady clock; tells the longest idle one
 };
 
 // Runs the hooks that a request asks for, the close of the connection's former file included, and

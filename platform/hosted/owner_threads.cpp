@@ -58,7 +58,7 @@ int OwnerThreads::Start(Body body)
     epoll_ = std::move(epoll);
     stopEvent_ = std::move(stopEvent);
     for (int i = 0; i < kWaitingThreads; ++i) {
-        if (!Spawn(kMaxThreads) && i == 0) {
+        if (!Spawn() && i == 0) {
             epoll_.Reset();
             return EAGAIN;
         }
@@ -111,17 +111,12 @@ bool OwnerThreads::EndIdleThread()
     return false;
 }
 
-bool OwnerThreads::EnsureWaiting(int limit)
-{
-    return waiting_.load() > 0 || Spawn(limit);
-}
-
-bool OwnerThreads::Spawn(int limit)
+bool OwnerThreads::Spawn()
 {
     if (stopping_.load()) {
         return false;
     }
-    if (threads_.fetch_add(1) >= limit) {
+    if (threads_.fetch_add(1) >= kMaxThreads + kSpareThreads) {
         threads_.fetch_sub(1);
         return false;
     }

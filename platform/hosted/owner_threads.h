@@ -15,8 +15,9 @@
 namespace hosted {
 
 inline constexpr int kMaxThreads = 256;
-inline constexpr int kSpareThreads = 16;    // beyond those, for reads alone
-inline constexpr int kWaitingThreads = 2;   // kept when nothing is to be done
+inline constexpr int kMaxCallbacks = kMaxThreads - 1;  // one thread is always free to receive
+inline constexpr int kSpareThreads = 16;               // beyond those, while reads run
+inline constexpr int kWaitingThreads = 2;              // kept when nothing is to be done
 inline constexpr int kStickyThreads = 128;  // above, no thread stays with a silent connection
 
 class OwnerThreads {
@@ -41,8 +42,8 @@ public:
         return Wait();
     }
 
-    // True when another thread waits, if need be a new one, within `limit` threads.
-    bool EnsureWaiting(int limit);
+    // True when another thread waits, if need be a new one.
+    bool EnsureWaiting() { return waiting_.load() > 0 || Spawn(); }
 
     // Whether the calling thread may stay in a blocking receive.
     bool MayStick() const { return waiting_.load() > 0 && threads_.load() < kStickyThreads; }
@@ -54,7 +55,7 @@ public:
     void ForgetInChild();
 
 private:
-    bool Spawn(int limit);
+    bool Spawn();
     bool EndIdleThread();
 
     UniqueFd epoll_;

@@ -1,9 +1,8 @@
-#include "platform/hosted/process_life.h"
-
+// What the layer does when its process forks: its locks are held across the fork, and its
+// descriptors are closed in the child.
 #include <pthread.h>
 
 #include "platform/hosted/file_client.h"
-#include "platform/hosted/hosted_log.h"
 #include "platform/hosted/name_lock.h"
 #include "platform/hosted/owner_server.h"
 #include "platform/hosted/unique_fd.h"
@@ -11,7 +10,7 @@
 namespace hosted {
 namespace {
 
-// In the order in which calls nest them: a registration takes all of them but the client's.
+// No call holds one of these while it takes another but the registry's, which comes last.
 void LockAll() HOSTED_TSA(no_thread_safety_analysis)
 {
     FileClient::Instance().LockForFork();
@@ -28,8 +27,8 @@ void UnlockAll() HOSTED_TSA(no_thread_safety_analysis)
     FileClient::Instance().UnlockAfterFork();
 }
 
-// The descriptors go first, the registry's lock with them: what is forgotten below would close its
-// own, and finds them closed.
+// The descriptors go first, and the registry's lock is free below: what is forgotten there would
+// close its own, and finds them closed.
 void EnterChild() HOSTED_TSA(no_thread_safety_analysis)
 {
     FdRegistry::Instance().CloseAllInChild();
@@ -41,22 +40,15 @@ void EnterChild() HOSTED_TSA(no_thread_safety_analysis)
     UnlockAll();
 }
 
-int Install()
-{
-    // Builds what the handlers use. The log's own handlers must be older than ours, so that a fork
-    // takes its lock last: some of ours are held while a failure is logged.
-    CheckLogLevel(kLogModule, kLogError);
+// At load, with all that the handlers use: a fork that met the first call halfway would leave the
+// child waiting for a thread that it does not have.
+const int installed = [] {
+    FdRegistry::Instance();
+    NameLock::BuildTable();
     FileClient::Instance();
     OwnerServer::Instance();
     return pthread_atfork(LockAll, UnlockAll, EnterChild);
-}
+}();
 
 }  // namespace
-
-void InstallForkHandlers()
-{
-    static const int installed = Install();
-    (void)installed;
-}
-
 }  // namespace hosted

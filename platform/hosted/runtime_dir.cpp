@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "platform/hosted/hosted_log.h"
@@ -139,11 +140,16 @@ int CheckMayPublish(const RuntimeDir& directory, const std::string& path)
 
 }  // namespace
 
+// No guarded static: a fork in the middle of its making would leave the child waiting.
 const std::string& RuntimeDirPath()
 {
-    static const std::string* const path =
-        new std::string(WithoutTrailingSlashes(PathFromEnvironment()));
-    return *path;
+    static std::atomic<const std::string*> path{nullptr};
+    const std::string* known = path.load();
+    if (known != nullptr) {
+        return *known;
+    }
+    auto made = std::make_unique<const std::string>(WithoutTrailingSlashes(PathFromEnvironment()));
+    return path.compare_exchange_strong(known, made.get()) ? *made.release() : *known;
 }
 
 Outcome<RuntimeDir> OpenRuntimeDir()

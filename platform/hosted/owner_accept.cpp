@@ -1,0 +1,166 @@
+// How the owner's server takes in connections, and what it does when there are too many of them.
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <map>
+
+#include "platform/hosted/hosted_log.h"
+#include "platform/hosted/owner_server.h"
+#include "platform/hosted/peer_credentials.h"
+#include "platform/hosted/refusal_message.h"
+
+namespace hosted {
+namespace {
+
+UniqueFd Accept(const OwnerService& service)
+{
+    return UniqueFd::Make(
+        [&] { return accept4(service.listener.Get(), nullptr, nullptr, SOCK_CLOEXEC); });
+}
+
+bool IsShortage(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+void LogRefusal(const OwnerService& service, const PeerCredentials& peer, const Refusal& refusal)
+{
+    HOSTED_LOG(kLogError,
+               "connection to %.128s refused: process %d of user %u, limit of %s %d, count %d",
+               service.name.c_str(), peer.process, peer.user, refusal.limitOf, refusal.limit,
+               refusal.count);
+}
+
+}  // namespace
+
+void OwnerServer::AcceptFrom(OwnerService& service, MessageBuffer& buffer)
+{
+    bool shortage = false;
+    UniqueFd fd = AcceptOne(service, &shortage);
+    if (shortage) {
+        RelieveShortage(service, buffer);
+    }
+    OwnerConnection* const connection = fd ? Admit(service, std::move(fd), buffer) : nullptr;
+    if (connection != nullptr) {
+        ServeConnection(*connection, buffer, threads_.MayStick());
+    }
+}
+
+// Leaves the listener to the next thread, unless the next would fail as this one did.
+UniqueFd OwnerServer::AcceptOne(OwnerService& service, bool* shortage)
+{
+    const MutexLock lock(mutex_);
+    if (!service.listener) {
+        return {};  // stopped
+    }
+    UniqueFd fd = Accept(service);
+    *shortage = !fd && IsShortage(errno);
+    if (!*shortage) {
+        threads_.Rearm(service.listener.Get(), &service);
+    }
+    return fd;
+}
+
+// Null when the peer has been turned away.
+OwnerConnection* OwnerServer::Admit(OwnerService& service, UniqueFd fd, MessageBuffer& buffer)
+{
+    const PeerCredentials credentials = CredentialsOf(fd.Get());
+    if (!MayConnect(fd.Get(), credentials, service.group)) {
+        HOSTED_LOG(kLogError,
+                   "connection to %.128s refused: process %d of user %u is not permitted",
+                   service.name.c_str(), credentials.process, credentials.user);
+        SendRefusal(fd.Get(), EACCES);
+        return nullptr;
+    }
+    auto connection = std::make_unique<OwnerConnection>();
+    auto [peer, refusal] = AdmitPeer(credentials, buffer);
+    if (refusal) {
+        LogRefusal(service, credentials, refusal);
+        SendRefusal(fd.Get(), EBUSY);
+        return nullptr;
+    }
+    connection->fd = std::move(fd);
+    connection->peer = std::move(peer);
+    connection->file.service = &service;
+    const MutexLock lock(mutex_);
+    connections_.insert(connection.get());
+    return connection.release();
+}
+
+// A process or user at its limit pays with its own connection that has been idle longest.
+OwnerPeers::Admission OwnerServer::AdmitPeer(const PeerCredentials& credentials,
+                                             MessageBuffer& buffer)
+{
+    OwnerPeers::Admission admission = peers_.Admit(credentials);
+    if (!admission.second) {
+        return admission;
+    }
+    const bool ofProcess = admission.second.ofProcess;
+    OwnerConnection* const idle = TakeLongestIdle([&](const Peer& peer) {
+        return peer.user == credentials.user && (!ofProcess || peer.process == credentials.process);
+    });
+    if (idle == nullptr) {
+        return admission;
+    }
+    EndWithoutLoss(*idle, buffer);
+    return peers_.Admit(credentials);
+}
+
+// This process has no descriptor left: the client with the most connections pays with one.
+void OwnerServer::RelieveShortage(OwnerService& service, MessageBuffer& buffer)
+{
+    const std::shared_ptr<Peer> greediest = peers_.Greediest();
+    OwnerConnection* const idle =
+        TakeLongestIdle([&](const Peer& peer) { return &peer == greediest.get(); });
+    if (idle != nullptr) {
+        EndWithoutLoss(*idle, buffer);
+    } else {
+        ShedConnection(service);
+    }
+    const MutexLock lock(mutex_);
+    if (service.listener) {
+        threads_.Rearm(service.listener.Get(), &service);
+    }
+}
+
+// Nobody is idle: the spare descriptor accepts the connection, which is then ended. Left alone it
+// would stay in the backlog and wake a thread for ever.
+void OwnerServer::ShedConnection(const OwnerService& service)
+{
+    HOSTED_LOG(kLogError, "connection to %.128s refused: no descriptor left in this process",
+               service.name.c_str());
+    const MutexLock lock(mutex_);
+    spare_.Reset();
+    const UniqueFd shed = Accept(service);
+    if (shed) {
+        SendRefusal(shed.Get(), EBUSY);
+    }
+}
+
+template <typename Condition>
+OwnerConnection* OwnerServer::TakeLongestIdle(Condition condition)
+{
+    const MutexLock lock(mutex_);
+    OwnerConnection* longest = nullptr;
+    for (OwnerConnection* const connection : connections_) {
+        const bool isCandidate = connection->isParked.load() && condition(*connection->peer);
+        if (isCandidate && (longest == nullptr || connection->parkedAt < longest->parkedAt)) {
+            longest = connection;
+        }
+    }
+    const bool isOurs = longest != nullptr && longest->isParked.exchange(false);
+    return isOurs ? longest : nullptr;
+}
+
+// What the peer sends from now on fails there, and it knows that we have not taken it; what it has
+// sent before is answered.
+void OwnerServer::EndWithoutLoss(OwnerConnection& connection, MessageBuffer& buffer)
+{
+    shutdown(connection.fd.Get(), SHUT_RD);
+    size_t size = 0;
+    while (Receive(connection, buffer, false, &size) == Received::kMessage &&
+           HandleMessage(connection, buffer, size)) {}
+    End(connection);
+}
+
+}  // namespace hosted
