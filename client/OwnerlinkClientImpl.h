@@ -106,6 +106,8 @@ public:
     bool QueryGrpAppList(SsOperSysType os, GroupOwner owner, std::vector<std::string>& apps);
 
 private:
+    friend struct ClientInternals;  // the unit tests' view of guards that no operation reaches
+
     using OwnerTable = std::map<OwnerDomain, std::string>;
     // The senders of a fan-out by resource file, on the caller's stack.
     using StateSenders = std::map<std::string, SetSystemStateThreadInfo>;

@@ -1,0 +1,45 @@
+// The members of the client that no public operation reaches, or not in every state: their guards
+// are tested here.
+#ifndef OWNERLINK_TESTS_CLIENT_CLIENT_INTERNALS_H
+#define OWNERLINK_TESTS_CLIENT_CLIENT_INTERNALS_H
+
+#include "client/OwnerlinkClientImpl.h"
+
+namespace Ownerlink {
+
+struct ClientInternals {
+    static bool SendShare(const OwnerlinkClientImpl& client, const std::string& resFileName,
+                          const std::vector<AppInfo>& appList)
+    {
+        std::map<std::string, AppChangeState> states;
+        return client.SendMessageToOwnerForChangeApp(resFileName, appList, states);
+    }
+
+    static bool PrepareShare(const OwnerlinkClientImpl& client, const std::string& resFileName,
+                             const std::vector<AppInfo>& appList)
+    {
+        std::vector<OwnerlinkRequestMsg> msgs;
+        return client.PrepareMsgForChangeApp(appList, msgs, resFileName);
+    }
+
+    static bool Reconnect(OwnerlinkClientImpl& client, int fd)
+    {
+        return client.TryReconnectOwner(fd);
+    }
+
+    static void Watch(OwnerlinkClientImpl& client, int fd, const OwnerDomain& domain)
+    {
+        client.ownerFdMap_[fd] = domain;
+    }
+
+    static size_t Watched(const OwnerlinkClientImpl& client) { return client.ownerFdMap_.size(); }
+
+    static int Deliver(void* buf, unsigned long count)
+    {
+        return OwnerlinkClientImpl::WakeUpEventCallback(-1, buf, count);
+    }
+};
+
+}  // namespace Ownerlink
+
+#endif
