@@ -12,7 +12,7 @@
 
 namespace ProcMgr {
 
-// The states of the whole system.
+// The states of the whole system, as `SetSystemState` takes them and a `SysEvent` reports them.
 enum SysState : uint32_t {
     OFF = 0,
     WORKING = 1,
@@ -50,13 +50,28 @@ enum ProcessState : uint32_t {
     RESTARTING = 5,
 };
 
+// The text of a `SysState`. A negative state that was widened to `unsigned long` has none.
 OWNERLINK_EXPORT std::string GetSysState(unsigned long value);
+
+// The text of a `GroupOwner`: "DATAMASTER", "IAM" or "APPMGR".
 OWNERLINK_EXPORT std::string GetGroupOwner(unsigned long value);
+
+// The text of an `OptionType`.
 OWNERLINK_EXPORT std::string GetOptionType(unsigned long value);
+
+// The text of an `AppChangeState`, such as "START_FAILED_BY_EIO".
 OWNERLINK_EXPORT std::string GetAppState(unsigned long value);
+
+// The text of a `ReportAppStateType`.
 OWNERLINK_EXPORT std::string GetReportAppStateTypeStr(unsigned long value);
+
+// The text of a `ProcessState`.
 OWNERLINK_EXPORT std::string GetProcessStateStr(unsigned long value);
+
+// The text of a base service's state: 0 "INIT", 1 "RESTARTING", 2 "RUNNING", 3 "TERMINATING".
 OWNERLINK_EXPORT std::string GetBaseServiceStateTypeStr(unsigned long value);
+
+// The text of an application's execution state: 0 "RUNNING", 1 "TERMINATED".
 OWNERLINK_EXPORT std::string GetAppExecStateStr(unsigned long value);
 
 // Says whether every character of `text` is a decimal digit; true for an empty text.

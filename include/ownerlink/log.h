@@ -12,6 +12,7 @@
 
 namespace ProcMgr {
 
+// How grave a record of the server end is. The library itself writes INFO, WARN and ERROR.
 enum GrpOwnerLogLevel : int32_t {
     GRP_LOG_DEBUG = 0,
     GRP_LOG_INFO = 1,

@@ -40,6 +40,8 @@ struct AppInfo {
 };
 
 // One requested change, as an owner's callback receives it.
+//
+// Made empty, from a name and arguments (no dynamic parameters then), or from all three.
 struct AppInfoForServer {
     AppInfoForServer() = default;
     AppInfoForServer(std::string name, std::vector<std::string> arguments)
@@ -67,11 +69,12 @@ enum AppChangeState : uint32_t {
     START_FAILED = 2,
     RESTART_FAILED = 3,
     INIT = 4,
-    PROCESSING = 5,
-    START_FAILED_BY_EIO = 6,
+    PROCESSING = 5,           // accepted, and not done yet
+    START_FAILED_BY_EIO = 6,  // the program could not be read
 };
 
-// The result of one application's change.
+// The result of one application's change: what an owner's callback appends for each application
+// that it was asked to change, and what a manager gets back.
 struct AppChangeInfo {
     AppChangeInfo() = default;
     AppChangeInfo(std::string name, AppChangeState changeState)
@@ -89,30 +92,31 @@ enum ChangeAppResult : uint32_t {
     CHANGE_APP_FAILED = 1,
 };
 
-// A query as each owner gets it.
+// A query as each owner gets it. A request holds 3888 bytes: eight, four for each name, and the
+// names.
 struct QueryAppStatusMsg {
     std::vector<std::string> appList;  // the names as the caller gave them
     uint32_t queryType = 0;            // as the caller gave it
 };
 
-// One answer to a query.
+// One answer to a query. An owner's answers share 3888 bytes: five, twelve for each, and the names.
 struct AppStatus {
     std::string appName;
     int32_t pid = 0;      // the process identifier that the owner gave
     uint32_t status = 0;  // the state that the owner gave; the library does not interpret it
 };
 
-// One system event.
+// One system event, such as a wake-up, as an owner reports it and every subscribed manager gets it.
 struct SysEvent {
     uint32_t state = 0;  // the reported system state: 0 off, 1 working, 2 suspend, ...
 };
 
 // The processor affinity that a manager asks for. It is logged and reaches no owner.
 struct CoreAffinityConfig {
-    uint8_t state = 0;
-    int8_t checkNum = 0;
-    bool isWakeUpEnable = false;
-    uint32_t checkInterval = 0;
+    uint8_t state = 0;            // on or off, as the manager numbers it
+    int8_t checkNum = 0;          // how many checks
+    bool isWakeUpEnable = false;  // whether a wake-up starts them
+    uint32_t checkInterval = 0;   // between two checks
 };
 
 #endif

@@ -31,6 +31,8 @@ public:
     bool loaded = false;
 };
 
+// One node of a document, or none: a new object is empty, and every getter then gives its default.
+// Copies share the document.
 class KvsTypeYaml {
 public:
     // Loads the file at `path`, which may be called again to load another. False, with a record in
@@ -49,18 +51,26 @@ public:
     // Finds the first value of `key` in a mapping. False leaves `out` as it was.
     OWNERLINK_EXPORT bool GetSubKvs(const std::string& key, KvsTypeYaml& out) const;
 
-    // The decimal number that a scalar's text starts with: 0 without one, the nearest limit beyond
-    // the type's range.
+    // The decimal number that a scalar's text starts with, white space aside: "12abc" is 12. 0
+    // without one, the nearest limit beyond the type's range, and 0 for any other node.
     OWNERLINK_EXPORT int GetInt() const;
+
+    // The same, unsigned and of 64 bits.
     OWNERLINK_EXPORT uint64_t GetUint64() const;
 
-    // Says whether a scalar's text contains "true" in any case. It searches and doesn't compare.
+    // Says whether a scalar's text contains "true" in any case. It searches and doesn't compare:
+    // "untrue" is true, and "yes" and "1" are not.
     OWNERLINK_EXPORT bool GetBool() const;
 
-    // The items of a sequence; empty for any other node. Items of the first two are taken to be
-    // scalars.
+    // The items of a sequence as numbers, read as `GetInt` reads them; an item that is no scalar is
+    // 0. Empty for any other node.
     OWNERLINK_EXPORT std::vector<uint32_t> GetSequenceUint32() const;
+
+    // The items of a sequence as texts; an item that is no scalar is empty. Empty for any other
+    // node.
     OWNERLINK_EXPORT std::vector<std::string> GetSequenceString() const;
+
+    // The items of a sequence as nodes without a key. Empty for any other node.
     OWNERLINK_EXPORT std::vector<KvsTypeYaml> GetSequenceYamlNode() const;
 
     // Appends the values of a mapping, each with its key, to `out`. False for any other node; what
