@@ -20,6 +20,9 @@
 
 class OWNERLINK_EXPORT OwnerlinkServer {
 public:
+    // Changes applications, and appends one result for each to `results`, which arrives empty. One
+    // that is left out keeps the state that the manager gave it. The lists are in the request's
+    // order; those to be terminated carry no dynamic parameters. The result is the verdict on all.
     using ChangeAppCallBack = std::function<bool(
         const std::vector<AppInfoForServer>& terminate, const std::vector<AppInfoForServer>& start,
         const std::vector<AppInfoForServer>& restart, std::vector<AppChangeInfo>& results)>;
@@ -27,12 +30,26 @@ public:
         const std::vector<AppInfoForServer>& terminate, const std::vector<AppInfoForServer>& start,
         const std::vector<AppInfoForServer>& restart, std::vector<AppChangeInfo>& results,
         int timeOut)>;
+
+    // Carries out a command without arguments.
     using CommandCallBack = std::function<bool()>;
+
+    // Appends the names of this owner's applications: at most 3886 bytes, one more for each
+    // counted. With a false verdict the names are dropped.
     using QueryAppListCallBack = std::function<bool(std::vector<std::string>& appList)>;
+
+    // Takes a system state: 0 off, 1 working, 2 suspend, ... or a number that no table knows.
     using SetSystemStateCallBack = std::function<bool(int state)>;
     using SetSystemStateTimeoutCallBack = std::function<bool(int state, int timeOut)>;
+
+    // Compares what the manager last changed (application name to option type: 0 started, 1
+    // terminated, 2 restarted) with what runs. May come several times for one reconnection.
     using VerifyAppCallBack =
         std::function<bool(const std::map<std::string, unsigned int>& optionTypeByApp)>;
+
+    // Appends the state of the named applications to `appStatus`, which arrives empty. What an
+    // empty list and `queryType` mean is agreed with the manager. Entries go out with a false
+    // verdict too.
     using QueryAppStateCallBack =
         std::function<bool(const std::vector<std::string>& appList,
                            std::vector<AppStatus>& appStatus, int timeOut, int queryType)>;
@@ -62,27 +79,37 @@ public:
     // Return 0, or 0xF1030A if the resource file could not be published: the callback is stored,
     // and the next registration tries again.
 
-    // Of the two forms the one with a time-out wins where both are registered.
+    // Start, terminate and restart applications. Of the two forms the one with a time-out wins
+    // where both are registered.
     virtual int RegSsChangeAppCallBackImpl(ChangeAppCallBack callback,
                                            const std::string& resFileName) = 0;
     virtual int RegSsChangeAppTimeoutCallBackImpl(ChangeAppTimeoutCallBack callback,
                                                   const std::string& resFileName) = 0;
+
+    // Reload the configuration; dump the state; list the applications; stop them all.
     virtual int RegReloadCallBackImpl(CommandCallBack callback, const std::string& resFileName) = 0;
     virtual int RegDumpCallBackImpl(CommandCallBack callback, const std::string& resFileName) = 0;
     virtual int RegQueryAppListCallBackImpl(QueryAppListCallBack callback,
                                             const std::string& resFileName) = 0;
     virtual int RegStopAllAppCallBackImpl(CommandCallBack callback,
                                           const std::string& resFileName) = 0;
+
+    // Take a system state. Of the two forms the one with a time-out wins where both are registered.
+    // A SUSPEND_PRE that comes within 50 ms of a cancel is answered without a callback.
     virtual int RegSetSystemStateCallBackImpl(SetSystemStateCallBack callback,
                                               const std::string& resFileName) = 0;
     virtual int RegSetSystemStateTimeoutCallBackImpl(SetSystemStateTimeoutCallBack callback,
                                                      const std::string& resFileName) = 0;
+
     // Called with 1 (WORKING) when a manager takes back the SUSPEND_PRE that this owner has taken.
     virtual int RegSsCancelSuspendPreCallBackImpl(SetSystemStateTimeoutCallBack callback,
                                                   const std::string& resFileName) = 0;
-    // Called after a reconnection with what was last changed through the manager, as option types.
+
+    // Called after a reconnection with what was last changed through the manager.
     virtual int RegSsVerifyAppCallBackImpl(VerifyAppCallBack callback,
                                            const std::string& resFileName) = 0;
+
+    // Called for the state of applications.
     virtual int RegSsQueryAppStateCallBackImpl(QueryAppStateCallBack callback,
                                                const std::string& resFileName) = 0;
 };

@@ -21,7 +21,8 @@
 
 namespace ProcMgr {
 
-// The command numbers, passed to `ioctl` as they stand. 1 and 7 are not used.
+// The command numbers, passed to `ioctl` as they stand. 1 and 7 are not used: an owner answers
+// them, like any other number, with an empty response.
 enum OwnerlinkRequestType : uint32_t {
     CHANGE_APP = 0,
     SET_SYSTEM_STATE = 2,
@@ -42,7 +43,8 @@ struct OwnerlinkRequestMsg {
     uint32_t reserved = 0;
 };
 
-// What an owner answers: the same layout. `timeout` is not carried.
+// What an owner answers: the same layout. `timeout` is not carried, and only `size` bytes of `data`
+// are.
 struct OwnerlinkResponseMsg {
     uint64_t size = 0;
     int32_t timeout = 5000;
@@ -81,7 +83,8 @@ OWNERLINK_EXPORT void CalculateWindows(
 OWNERLINK_EXPORT void ProcMgrCombineMsg(unsigned int count, const std::string& text,
                                         std::vector<ProcMgr::OwnerlinkRequestMsg>& msgs);
 
-// Fills a new record with a system state, any integer.
+// Fills a new record with a system state, any integer. The caller sets the record's time-out. False
+// only if the copy fails.
 OWNERLINK_EXPORT bool PackSetSystemStateRequest(int state, ProcMgr::OwnerlinkRequestMsg& msg);
 
 // Reads an owner's verdict on a system state. False, with `result` untouched, for a bad size.
@@ -97,7 +100,9 @@ OWNERLINK_EXPORT bool PackChangeAppInfoRequest(
 // Writes the dynamic parameters of one item. False at an index above 2.
 OWNERLINK_EXPORT bool PackDynamicPara(std::ostringstream& stream, const AppInfo& appInfo);
 
-// Reads an owner's verdict and the state of each application, which it sets in `appState`.
+// Reads an owner's verdict and the state of each application, which it sets in `appState`: states
+// above 6 as `INIT`, names that were not asked for as well. False for a bad size and for a count
+// outside 1 to 1024; `result` is then set all the same.
 OWNERLINK_EXPORT bool UnPackChangeAppInfoResponseMsg(
     const ProcMgr::OwnerlinkResponseMsg& resp, bool& result,
     std::map<std::string, AppChangeState>& appState);
@@ -116,7 +121,8 @@ namespace ProcMgr::SS {
 // and untouched for an empty one.
 OWNERLINK_EXPORT bool UnPackSetSystemStateRequest(const OwnerlinkRequestMsg* msg, int& state);
 
-// Fills a new record with the verdict on a system state.
+// Fills a new record with the verdict on a system state. False, with a size of 0, if the copy
+// fails.
 OWNERLINK_EXPORT bool PackSetSystemStateResponse(bool result, OwnerlinkResponseMsg& resp);
 
 // Reads one record of changes into `appInfo`, which the caller gives empty. False for a bad size
@@ -125,11 +131,12 @@ OWNERLINK_EXPORT bool PackSetSystemStateResponse(bool result, OwnerlinkResponseM
 OWNERLINK_EXPORT bool UnPackChangeAppInfoRequestMsg(const OwnerlinkRequestMsg* msg,
                                                     std::vector<AppInfo>& appInfo);
 
-// Reads the dynamic parameters of one item into `appInfo`.
+// Reads the dynamic parameters of one item into `appInfo`, whose former ones go. False beyond the
+// bounds above.
 OWNERLINK_EXPORT bool UnPackDynamicPara(std::istringstream& stream, AppInfo& appInfo);
 
-// Fills a new record with the verdict on a change and each application's state. False if that does
-// not fit.
+// Fills a new record with the verdict on a change and each application's state. There is no second
+// record: false if that does not fit in one.
 OWNERLINK_EXPORT bool PackChangeAppInfoResponse(bool result,
                                                 const std::vector<AppChangeInfo>& appChangeInfo,
                                                 OwnerlinkResponseMsg& resp);
