@@ -126,7 +126,10 @@ TEST_F(YamlFile, ThatIsUnreadableForTheConfigurationIsAnError)
 
     EXPECT_FALSE(node_.InitYamlNode(platform::kConfigPath));
 
-    EXPECT_THAT(platform::Errors().size(), 1U);
+    EXPECT_THAT(platform::Records(),
+                ElementsAre(YamlMessage(
+                    LOG_ERR, "InitYamlNode",
+                    std::string("Load yaml=") + platform::kConfigPath + " failed, open failed")));
 }
 
 TEST_F(YamlFile, ThatIsAFolderCannotBeParsed)
