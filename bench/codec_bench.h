@@ -1,0 +1,33 @@
+// What runs in the caller's own thread without a system call: Google Benchmark's loop times it.
+#ifndef OWNERLINK_BENCH_CODEC_BENCH_H
+#define OWNERLINK_BENCH_CODEC_BENCH_H
+
+#include <string>
+#include <vector>
+
+namespace bench {
+
+// Counts for one call, 0 where they mean nothing.
+struct Work {
+    std::string name;
+    double nanoseconds = 0;  // the median of the repetitions
+    double slowest = 0;      // of the repetitions
+    double bytes = 0;        // of payload
+    double items = 0;
+    double allocations = 0;
+};
+
+// The steps of a change, in the order in which one record passes them.
+inline constexpr const char* kChangeSteps[] = {
+    "change: pack the items", "change: cut into records", "change: owner reads a record",
+    "change: owner writes the answer", "change: read the answer"};
+
+void RegisterCodecs();
+void RegisterLog();
+
+// Runs everything that is registered, repetitions shuffled.
+std::vector<Work> RunRegistered();
+
+}  // namespace bench
+
+#endif

@@ -1,0 +1,116 @@
+// Calls that reach three owners at once: system state, changes of applications, queries.
+
+#include <ownerlink/client.h>
+#include <ownerlink/enum_text.h>
+
+#include <numeric>
+
+#include "bench/applications.h"
+#include "bench/cases.h"
+
+namespace bench {
+namespace {
+
+constexpr int kTimeOut = 5000;
+constexpr int kEveryOwner = 1;
+constexpr int kCalls = 20;
+constexpr double kChangeAim = 1.5;
+
+using Counts = std::array<size_t, kOwners>;
+
+void SetState()
+{
+    Require(OwnerlinkClient::GetInstance().SetSystemState(ProcMgr::WORKING, kTimeOut) == 0,
+            "SetSystemState");
+}
+
+void Change(const std::vector<AppInfo>& applications)
+{
+    std::vector<AppChangeInfo> results;
+    Require(OwnerlinkClient::GetInstance().ChangeAppState(applications, results, kTimeOut) == 0 &&
+                results.size() == applications.size(),
+            "ChangeAppState");
+}
+
+void Query(const std::vector<std::string>& names)
+{
+    std::vector<AppStatus> answers;
+    Require(
+        OwnerlinkClient::GetInstance().QueryAppState(names, answers, kTimeOut, kEveryOwner) == 0 &&
+            answers.size() == names.size() * kOwners,
+        "QueryAppState");
+}
+
+Counts RecordCounts(const std::vector<AppInfo>& applications)
+{
+    Counts counts;
+    for (size_t owner = 0; owner < kOwners; ++owner) {
+        counts[owner] = RecordsOf(ShareOf(applications, owner)).size();
+    }
+    return counts;
+}
+
+void AddChange(std::vector<Case>& cases, World& world, const std::string& what,
+               const std::vector<AppInfo>& applications, int callsPerRound)
+{
+    const Counts counts = RecordCounts(applications);
+    const size_t records = std::accumulate(counts.begin(), counts.end(), size_t{0});
+    const std::string floor =
+        records == kOwners ? kThreeThreads : "bare: " + std::to_string(records) + " records";
+    if (records != kOwners) {
+        cases.push_back({floor, {}, callsPerRound, [&world, counts] {
+                             world.ExchangeOnThreads(counts);
+                         }});
+    }
+    cases.push_back({"ChangeAppState, " + std::to_string(applications.size()) + what,
+                     {{floor, kChangeAim}},
+                     callsPerRound,
+                     [applications] {
+                         Change(applications);
+                     }});
+    cases.back().applications = applications.size();
+    cases.back().records = records;
+}
+
+void AddQuery(std::vector<Case>& cases, size_t count)
+{
+    std::vector<std::string> names;
+    for (const AppInfo& app : UsualApplications(count)) {
+        names.push_back(app.appName);
+    }
+    cases.push_back(
+        {"QueryAppState, " + std::to_string(count) + " names", {{kThreeThreads}}, kCalls, [names] {
+             Query(names);
+         }});
+    cases.back().records = kOwners;
+}
+
+}  // namespace
+
+void AddSystemState(std::vector<Case>& cases)
+{
+    cases.push_back({"SetSystemState, three owners", {{kThreeThreads, 1.25}}, kCalls, SetState});
+    cases.back().records = kOwners;
+}
+
+void AddUsualChanges(std::vector<Case>& cases, World& world, size_t count, int callsPerRound)
+{
+    AddChange(cases, world, "", UsualApplications(count), callsPerRound);
+}
+
+void AddChanges(std::vector<Case>& cases, World& world)
+{
+    AddUsualChanges(cases, world, 3, kCalls);
+    AddUsualChanges(cases, world, 300, 4);
+    AddUsualChanges(cases, world, 3000, 1);
+    AddChange(cases, world, " that fill a record", LargeApplications(300), 1);
+}
+
+void AddQueries(std::vector<Case>& cases)
+{
+    AddQuery(cases, 1);
+    AddQuery(cases, 30);
+    AddQuery(cases, 80);
+}
+
+}  // namespace bench

@@ -1,0 +1,34 @@
+// A record of the client end whose level is off, at the place where it would be written.
+
+#include <benchmark/benchmark.h>
+
+#include "bench/codec_bench.h"
+#include "client/client_unit.h"
+
+namespace Ownerlink {
+namespace {
+
+void EmptyLoop(benchmark::State& state)
+{
+    for (auto _ : state) {
+        benchmark::ClobberMemory();
+    }
+}
+
+void RecordThatIsOff(benchmark::State& state)
+{
+    const char* text = "a text";
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(text);
+        CLIENT_LOG(kProgress, "text=%s", text);
+    }
+}
+
+}  // namespace
+}  // namespace Ownerlink
+
+void bench::RegisterLog()
+{
+    benchmark::RegisterBenchmark("log: the empty loop", Ownerlink::EmptyLoop);
+    benchmark::RegisterBenchmark("log: a record that is off", Ownerlink::RecordThatIsOff);
+}

@@ -1,0 +1,173 @@
+// Measures the library beside its floors.
+//
+//   ownerlink-bench                 everything; prints the table
+//   ownerlink-bench owners          prints the configuration file that the other form needs
+//   ownerlink-bench smoke           everything once, to see that it runs; the figures mean nothing
+//
+// What it measures runs in processes of this program that play one role each.
+
+#include <cstdlib>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+
+#include "bench/cases.h"
+#include "bench/codec_bench.h"
+#include "bench/figures_io.h"
+#include "bench/owner_role.h"
+#include "bench/processes.h"
+#include "bench/rounds.h"
+#include "bench/table.h"
+#include "bench/world.h"
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+constexpr int kRounds = 150;
+constexpr int kDefaultLogRounds = 20;
+
+int RoundsFrom(const std::string& text)
+{
+    return std::stoi(text);
+}
+
+void MeasureCalls(const std::string& rounds)
+{
+    bench::World world;
+    std::vector<bench::Case> cases;
+    AddFloors(cases, world);
+    AddExchanges(cases, world);
+    AddIdleExchanges(cases, world);
+    AddSystemState(cases);
+    AddChanges(cases, world);
+    bench::AddQueries(cases);
+    for (const bench::Figure& figure : bench::RunRounds(cases, RoundsFrom(rounds))) {
+        std::cout << LineOf(figure) << '\n';
+    }
+    std::cout << std::flush;
+}
+
+void MeasureDefaultLog(const std::string& rounds)
+{
+    bench::World world;
+    std::vector<bench::Case> cases;
+    AddFloors(cases, world);
+    bench::AddPublicExchange(cases);
+    bench::AddSystemState(cases);
+    AddUsualChanges(cases, world, 300, 1);
+    for (bench::Case& subject : cases) {
+        subject.callsPerRound = 1;  // each writes to the machine's log
+    }
+    for (const bench::Figure& figure : bench::RunRounds(cases, RoundsFrom(rounds))) {
+        std::cout << LineOf(figure) << '\n';
+    }
+    std::cout << std::flush;
+}
+
+void MeasureCodecs()
+{
+    bench::RegisterLog();
+    bench::RegisterCodecs();
+    for (const bench::Work& work : bench::RunRegistered()) {
+        std::cout << LineOf(work) << '\n';
+    }
+    std::cout << std::flush;
+}
+
+// The lines of a process that measures, each turned into what it says.
+template <typename Item>
+std::vector<Item> Collect(const Arguments& arguments, Item (*read)(const std::string&))
+{
+    std::cerr << "measuring: " << arguments.front() << " ..." << std::endl;
+    bench::RoleProcess process(arguments);
+    std::vector<Item> items;
+    for (std::string line; process.ReadLine(line);) {
+        items.push_back(read(line));
+    }
+    process.AwaitSuccess();
+    return items;
+}
+
+void MeasureAll(int rounds, int defaultLogRounds)
+{
+    const bench::TemporaryDirectory directory;  // of whatever the processes do not remove
+    setenv("TMPDIR", directory.Path().c_str(), 1);
+    setenv("OWNERLINK_LOG", "off", 1);
+    const std::string count = std::to_string(rounds);
+    bench::Results results;
+    if (bench::KeepToCores(2)) {
+        results.free = Collect({"calls", count}, bench::FigureFrom);
+    }
+    bench::KeepToCores(1);
+    results.pinned = Collect({"calls", count}, bench::FigureFrom);
+    results.codecs = Collect({"codecs"}, bench::WorkFrom);
+    unsetenv("OWNERLINK_LOG");
+    results.defaultLog =
+        Collect({"default-log", std::to_string(defaultLogRounds)}, bench::FigureFrom);
+    PrintTable(results);
+}
+
+bool Play(const Arguments& arguments)
+{
+    const std::string role = arguments.empty() ? "all" : arguments[0];
+    const std::string word = arguments.size() > 1 ? arguments[1] : "";
+    const std::map<std::string, std::function<void()>> roles = {
+        {"all",
+         [] {
+             MeasureAll(kRounds, kDefaultLogRounds);
+         }},
+        {"smoke",
+         [] {
+             MeasureAll(1, 1);
+         }},
+        {"owners",
+         [] {
+             std::cout << bench::OwnerTable();
+         }},
+        {"calls",
+         [&] {
+             MeasureCalls(word);
+         }},
+        {"default-log",
+         [&] {
+             MeasureDefaultLog(word);
+         }},
+        {"codecs",
+         [] {
+             MeasureCodecs();
+         }},
+        {"owner",
+         [&] {
+             bench::ServeAsOwner(word);
+         }},
+        {"bare",
+         [&] {
+             bench::ServeBareConnections(word);
+         }},
+    };
+    const auto found = roles.find(role);
+    if (found == roles.end()) {
+        return false;
+    }
+    found->second();
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        if (Play(Arguments(argv + 1, argv + argc))) {
+            return 0;
+        }
+        std::cerr << "usage: ownerlink-bench [owners|smoke]" << std::endl;
+        return 2;
+    } catch (const std::exception& error) {
+        std::cerr << "ownerlink-bench: " << error.what() << std::endl;
+        return 1;
+    }
+}

@@ -1,0 +1,136 @@
+#include "bench/table.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+namespace bench {
+namespace {
+
+__attribute__((format(printf, 1, 2))) std::string Text(const char* format, ...)
+{
+    char buffer[128];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(buffer, sizeof buffer, format, arguments);
+    va_end(arguments);
+    return buffer;
+}
+
+std::string Times(const Figure& figure)
+{
+    const std::string ratio = figure.floor.empty() ? "-" : Text("%.2f", figure.ratio);
+    return Text("| %.1f | %.1f | %s ", figure.median / 1e3, figure.percentile99 / 1e3,
+                ratio.c_str());
+}
+
+std::string Verdict(const Figure& figure)
+{
+    if (figure.aim == 0) {
+        return "- | ";
+    }
+    return Text("%.2f | %s", figure.aim, figure.ratio <= figure.aim ? "met" : "MISSED");
+}
+
+std::string Extent(const Figure& figure)
+{
+    std::string text;
+    if (figure.records != 0) {
+        text = Text("%zu records", figure.records);
+    }
+    if (figure.applications != 0) {
+        text += Text(", %.2f µs an application",
+                     figure.median / 1e3 / static_cast<double>(figure.applications));
+    }
+    return text;
+}
+
+const Figure* Find(const std::vector<Figure>& figures, const Figure& like)
+{
+    const auto found = std::find_if(figures.begin(), figures.end(), [&](const Figure& figure) {
+        return figure.name == like.name && figure.floor == like.floor;
+    });
+    return found == figures.end() ? nullptr : &*found;
+}
+
+void PrintCalls(const Results& results)
+{
+    std::printf(
+        "| call | floor | one core: median µs | p99 | ratio | aim | | "
+        "two cores: median µs | p99 | ratio | extent, on one core |\n");
+    std::printf("|---|---|---|---|---|---|---|---|---|---|---|\n");
+    for (const Figure& pinned : results.pinned) {
+        const Figure* const free = Find(results.free, pinned);
+        std::printf("| %s | %s %s| %s %s| %s |\n", pinned.name.c_str(), pinned.floor.c_str(),
+                    Times(pinned).c_str(), Verdict(pinned).c_str(),
+                    free != nullptr ? Times(*free).c_str() : "| - | - | - ",
+                    Extent(pinned).c_str());
+    }
+    for (const Figure& figure : results.defaultLog) {
+        if (!figure.floor.empty()) {
+            std::printf("| default log: %s | %s %s| - | | - | - | - | %s |\n", figure.name.c_str(),
+                        figure.floor.c_str(), Times(figure).c_str(), Extent(figure).c_str());
+        }
+    }
+}
+
+std::string CodecRate(const Work& work)
+{
+    const std::string rate =
+        work.bytes > 0 ? Text("%.0f", work.bytes / work.nanoseconds * 1e3) : "-";
+    const std::string each = work.items > 0 ? Text("%.0f", work.nanoseconds / work.items) : "-";
+    const std::string allocations = work.items > 0
+                                        ? Text("%.1f an item", work.allocations / work.items)
+                                        : Text("%.0f a call", work.allocations);
+    return Text("%s | %s | %s", rate.c_str(), each.c_str(), allocations.c_str());
+}
+
+void PrintCodecs(const std::vector<Work>& codecs)
+{
+    std::printf(
+        "\n| on one thread | ns a call, median | slowest of 25 | MB/s | ns an item | "
+        "allocations |\n|---|---|---|---|---|---|\n");
+    for (const Work& work : codecs) {
+        const char* const format = work.nanoseconds < 1000 ? "%.1f" : "%.0f";
+        std::printf("| %s | %s | %s | %s |\n", work.name.c_str(),
+                    Text(format, work.nanoseconds).c_str(), Text(format, work.slowest).c_str(),
+                    CodecRate(work).c_str());
+    }
+}
+
+double CodecTimeOfAnApplication(const std::vector<Work>& codecs)
+{
+    double sum = 0;
+    for (const char* const step : kChangeSteps) {
+        for (const Work& work : codecs) {
+            sum += work.name == step ? work.nanoseconds / work.items : 0;
+        }
+    }
+    return sum;
+}
+
+// Both ends' codecs run on the one core of the pinned rows, so their times can be added up.
+void PrintCodecShares(const Results& results)
+{
+    const double codec = CodecTimeOfAnApplication(results.codecs);
+    std::printf("\nThe five steps of a change take %.2f µs for an application, both ends.\n",
+                codec / 1e3);
+    for (const Figure& figure : results.pinned) {
+        if (figure.records < figure.applications) {
+            std::printf("%s: %.0f %% of the call on one core.\n", figure.name.c_str(),
+                        100 * codec * static_cast<double>(figure.applications) / figure.median);
+        }
+    }
+}
+
+}  // namespace
+
+void PrintTable(const Results& results)
+{
+    PrintCalls(results);
+    PrintCodecs(results.codecs);
+    PrintCodecShares(results);
+}
+
+}  // namespace bench
