@@ -66,6 +66,8 @@ public:
     static int OwnerlinkServerClose(IamQfsMgrFile* file) EXCLUDES(poolMutex_);
 
 private:
+    friend struct ServerInternals;  // the unit tests' view of what no operation shows
+
     // Swaps a callback in and publishes the service. `callback` then holds the old one, which is so
     // destroyed outside the lock.
     template <typename CallBack>
