@@ -10,7 +10,7 @@ Call::Call(const std::string& function, const std::string& arguments, const std:
 {
     const std::string text = function + "(" + arguments + ")";
     Lock lock = LockState();
-    number_ = AddCall(lock, function, text);
+    number_ = AddCall(lock, function, text);  // before waiting, so that a held call can be seen
     WaitWhileHeld(lock, function, resource, text);
     set_ = TakeResult(lock, function, resource);
 }

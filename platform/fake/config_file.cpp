@@ -47,10 +47,11 @@ std::FILE* StreamOf(const std::string& text)
 {
     const int fd = memfd_create("ownerlink_config", MFD_CLOEXEC);
     std::FILE* stream = fd < 0 ? nullptr : fdopen(fd, "w+b");
-    if (stream != nullptr) {
-        std::fwrite(text.data(), 1, text.size(), stream);
-        std::rewind(stream);
+    if (stream == nullptr || std::fwrite(text.data(), 1, text.size(), stream) != text.size()) {
+        std::perror("the platform double cannot hold the configuration");
+        std::abort();
     }
+    std::rewind(stream);
     return stream;
 }
 
@@ -70,7 +71,11 @@ char* ResolveConfig(char* resolved)
         errno = ENOENT;
         return nullptr;
     }
-    return resolved == nullptr ? strdup(kConfigPath) : std::strcpy(resolved, kConfigPath);
+    if (resolved == nullptr) {
+        return strdup(kConfigPath);
+    }
+    std::memcpy(resolved, kConfigPath, std::strlen(kConfigPath) + 1);
+    return resolved;
 }
 
 char* Resolve(const char* path, char* resolved)

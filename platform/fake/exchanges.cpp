@@ -32,7 +32,7 @@ Bytes Contents(const IAMIoctlArg* arg)
         return {};
     }
     const auto* bytes = static_cast<const uint8_t*>(arg->buf);
-    return Bytes(bytes, bytes + arg->size);
+    return {bytes, bytes + arg->size};
 }
 
 // One exchange in the list of them; its response is added when it is over.
@@ -77,7 +77,7 @@ ExchangeScript ScriptFor(const std::string& resource)
 long AskScript(Call& call, const ExchangeScript& script, const std::string& resource,
                unsigned int command, IAMIoctlArg* arg)
 {
-    errno = 0;
+    errno = 0;  // what the script leaves there is its own
     const int result = script(resource, command, *arg);
     return call.Return(result, result < 0 ? errno : 0);
 }
@@ -138,17 +138,14 @@ std::vector<Exchange> SelectExchanges(const Wanted& wanted)
 std::optional<Service> FindService(const Lock& /*lock*/, const std::string& name)
 {
     const auto& services = TheExchanges().services;
-    for (auto service = services.rbegin(); service != services.rend(); ++service) {
-        if (service->name == name) {
-            return *service;
-        }
-    }
-    return std::nullopt;
+    const auto found = std::find_if(services.rbegin(), services.rend(),
+                                    [&](const Service& service) { return service.name == name; });
+    return found == services.rend() ? std::nullopt : std::optional<Service>(*found);
 }
 
 bool HasScript(const Lock& /*lock*/, const std::string& name)
 {
-    return TheExchanges().scriptForAll || TheExchanges().scripts.count(name) != 0;
+    return TheExchanges().scriptForAll || TheExchanges().scripts.contains(name);
 }
 
 void ForgetExchanges()

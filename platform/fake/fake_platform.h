@@ -124,7 +124,9 @@ inline Result Usual()
 
 inline std::vector<Result> Times(std::size_t count, Result result)
 {
-    return std::vector<Result>(count, result);
+    std::vector<Result> results;
+    results.assign(count, result);
+    return results;
 }
 
 // Adds to the results that the next calls of `function` give, one each. With `resource`, only calls

@@ -35,7 +35,7 @@ std::string FlagsText(int flags)
 int LowestFree()
 {
     int number = TheFiles().first;
-    while (TheFiles().open.count(number) != 0) {
+    while (TheFiles().open.contains(number)) {
         ++number;
     }
     return number;
@@ -120,6 +120,7 @@ long OpenAsUsual(Call& call, const std::string& name)
     if (!RunOpenHooks(*file)) {
         return call.Return(-1, EIO);
     }
+    // Only now takes the file a number, for the hook may have opened and closed files itself.
     return call.Return(Enter(std::move(file)));
 }
 
@@ -241,7 +242,8 @@ OWNERLINK_FAKE_EXPORT ssize_t IAMFileRead(int fd, void* buf, size_t count)
 OWNERLINK_FAKE_EXPORT int IAMFileClose(int fd)
 {
     Call call("close", std::to_string(fd), OwnerlinkFake::detail::FileName(fd));
-    const auto file = OwnerlinkFake::detail::Remove(fd);
+    const auto file =
+        OwnerlinkFake::detail::Remove(fd);  // also where a failure is set: so does Linux
     if (file != nullptr) {
         OwnerlinkFake::detail::RunCloseHooks(*file);
     }

@@ -121,7 +121,7 @@ std::string Head(const LogRecord& record)
 
 void RequireFunction(const std::string& function)
 {
-    if (Functions().count(function) == 0) {
+    if (!Functions().contains(function)) {
         throw std::invalid_argument("the platform double has no function named '" + function + "'");
     }
 }

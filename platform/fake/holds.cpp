@@ -73,7 +73,7 @@ void WatchExit()
     thread_local ExitWatch watch;
     if (!watch.isArmed) {
         watch.isArmed = true;
-        std::atexit(ReleaseForExit);
+        (void)std::atexit(ReleaseForExit);
     }
 }
 
@@ -90,7 +90,7 @@ bool IsFlood(const std::string& function)
 bool IsHeld(const std::string& function, const std::string& resource)
 {
     const auto& rules = TheHolds().rules;
-    return rules.count({function, ""}) != 0 || rules.count({function, resource}) != 0;
+    return rules.contains({function, ""}) || rules.contains({function, resource});
 }
 
 std::size_t CountHeld(const std::string& function, uint64_t fromOrder = 0)

@@ -1,7 +1,7 @@
 // The log library and syslog.
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <map>
 #include <utility>
 
@@ -29,7 +29,7 @@ std::string Format(const char* format, va_list arguments)
         return format;
     }
     std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, arguments);
+    (void)std::vsnprintf(text.data(), text.size(), format, arguments);
     text.pop_back();
     return text;
 }
@@ -37,15 +37,18 @@ std::string Format(const char* format, va_list arguments)
 // Takes "[unit:line]" from the front of the text, where it stands there.
 void SplitHead(LogRecord& record)
 {
-    char unit[128] = "";
-    int line = 0;
-    int length = 0;
-    if (std::sscanf(record.text.c_str(), "[%127[^]:]:%d]%n", unit, &line, &length) == 2 &&
-        length > 0) {
-        record.unit = unit;
-        record.line = line;
-        record.text.erase(0, static_cast<std::size_t>(length));
+    const std::size_t colon = record.text.find(':');
+    const std::size_t end = record.text.find(']');
+    if (record.text.rfind('[', 0) != 0 || end == std::string::npos || colon >= end) {
+        return;
     }
+    const std::string line = record.text.substr(colon + 1, end - colon - 1);
+    if (line.empty() || line.find_first_not_of("0123456789") != std::string::npos) {
+        return;
+    }
+    record.unit = record.text.substr(1, colon - 1);
+    record.line = static_cast<int>(std::strtol(line.c_str(), nullptr, 10));
+    record.text.erase(0, end + 1);
 }
 
 void AddSyslog(int priority, const char* format, va_list arguments)

@@ -78,6 +78,7 @@ int RegisterPool(const IAMShmPoolConfig* config, IAMShmPool* pool)
     return 0;
 }
 
+// A pool takes its blocks with it; what lies in a queue has been copied there.
 int DestroyPool(IAMShmPool* pool)
 {
     const uint32_t number = PoolNumber(pool);

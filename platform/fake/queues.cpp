@@ -94,6 +94,7 @@ ReadCallback FindCallback(int fd, const std::string& resource)
 std::vector<std::string> Texts(const std::deque<BlockContents>& entries)
 {
     std::vector<std::string> texts;
+    texts.reserve(entries.size());
     for (const BlockContents& entry : entries) {
         texts.push_back(entry.bytes);
     }
@@ -172,7 +173,7 @@ std::vector<AsyncReader> AsyncReaders()
 int DeliverEvent(const std::string& resource, const std::string& bytes)
 {
     const AsyncReader reader = detail::FindReader(resource);
-    std::string buffer = bytes;
+    std::string buffer = bytes;  // the callback takes a buffer that it might write to
     return reader.callback(reader.fd, buffer.data(), buffer.size());
 }
 

@@ -29,21 +29,19 @@ void OwnerlinkFakeStartThread(std::thread* thread, void* state, void (*depend)()
     OwnerlinkRealStartThread(thread, state, depend);
 }
 
+// Names the thread for real. The core asks for nothing else; another option would need its own
+// reading of the arguments and is refused.
 int OwnerlinkFakePrctl(int option, ...)
 {
+    if (option != PR_SET_NAME) {
+        return static_cast<int>(Call("prctl", std::to_string(option)).Return(-1, EINVAL));
+    }
     va_list arguments;
     va_start(arguments, option);
-    unsigned long values[4];
-    for (unsigned long& value : values) {
-        value = va_arg(arguments, unsigned long);
-    }
+    const char* name = va_arg(arguments, const char*);
     va_end(arguments);
-    const bool isName = option == PR_SET_NAME;
-    const std::string text = isName
-                                 ? "PR_SET_NAME," + std::string(reinterpret_cast<char*>(values[0]))
-                                 : std::to_string(option);
-    Call call("prctl", text);
-    const int result = prctl(option, values[0], values[1], values[2], values[3]);
+    Call call("prctl", "PR_SET_NAME," + std::string(name));
+    const int result = prctl(option, name);
     const OwnerlinkFake::Result usual{result, result < 0 ? errno : 0, false};
     return static_cast<int>(call.Return(call.Set().value_or(usual)));
 }

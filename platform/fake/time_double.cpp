@@ -89,6 +89,7 @@ int EndAsSet(Call& call)
 int EndInterrupted(Call& call, nanoseconds time, nanoseconds left, timespec* remaining)
 {
     PassTime(time - left);
+    // `remaining` may be the request itself, which has been read by now.
     if (remaining != nullptr) {
         *remaining = ToTimespec(left);
     }

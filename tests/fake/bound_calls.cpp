@@ -77,6 +77,12 @@ int NameThread(const char* name)
     return prctl(PR_SET_NAME, name);
 }
 
+int GetThreadName()
+{
+    char name[16];
+    return prctl(PR_GET_NAME, name);
+}
+
 std::thread StartThread(std::function<void()> body)
 {
     return std::thread([body = std::move(body)] { body(); });

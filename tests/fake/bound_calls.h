@@ -35,6 +35,7 @@ char* Realpath(const char* path, char* resolved);
 std::FILE* Fopen(const char* path);
 
 int NameThread(const char* name);
+int GetThreadName();
 std::thread StartThread(std::function<void()> body);
 char* NewArray(std::size_t size);
 

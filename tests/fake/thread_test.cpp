@@ -59,6 +59,14 @@ TEST_F(Threads, TakeTheirNamesForReal)
     EXPECT_THAT(platform::Calls("prctl"), ElementsAre("prctl(PR_SET_NAME,SET_SYSTEM_STATE)=0"));
 }
 
+TEST_F(Threads, AreRefusedWhatIsNoName)
+{
+    EXPECT_EQ(Bound::GetThreadName(), -1);
+
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_THAT(platform::Calls("prctl"), ElementsAre("prctl(16)=-1 EINVAL"));
+}
+
 TEST_F(Threads, NamingFailsWhereItIsSet)
 {
     platform::SetNext("prctl", {platform::Fails(EPERM)});
