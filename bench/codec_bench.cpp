@@ -62,13 +62,13 @@ void RegisterChangeRequest()
 {
     const std::vector<AppInfo> share = ShareOf(UsualApplications(3 * kShare), 0);
     const size_t bytes = BytesOf(RecordsOf(share));
-    Register(kChangeSteps[0], kShare, [share, bytes] {
+    Register("change: pack the items", kShare, [share, bytes] {
         benchmark::DoNotOptimize(PackItems(share));
         return bytes;
     });
     // The items are sorted already, as they are in a list that its caller has in order.
     const auto items = std::make_shared<Items>(PackItems(share));
-    Register(kChangeSteps[1], kShare, [items] {
+    Register("change: cut into records", kShare, [items] {
         std::vector<OwnerlinkRequestMsg> records;
         Ownerlink::Serialization::ProcMgrCombinePiecesMsg(*items, records);
         return BytesOf(records);
@@ -86,7 +86,7 @@ void RegisterChangeRecord()
 {
     const OwnerlinkRequestMsg record = RecordsOf(ShareOf(UsualApplications(3 * kShare), 0)).front();
     const std::vector<AppInfo> applications = ReadRecord(record);
-    Register(kChangeSteps[2], applications.size(), [record] {
+    Register("change: owner reads a record", applications.size(), [record] {
         benchmark::DoNotOptimize(ReadRecord(record));
         return record.size;
     });
@@ -94,14 +94,14 @@ void RegisterChangeRecord()
     for (const AppInfo& app : applications) {
         results.emplace_back(app.appName, SUCCESS);
     }
-    Register(kChangeSteps[3], results.size(), [results] {
+    Register("change: owner writes the answer", results.size(), [results] {
         OwnerlinkResponseMsg response;
         ProcMgr::SS::PackChangeAppInfoResponse(true, results, response);
         return response.size;
     });
     OwnerlinkResponseMsg response;
     ProcMgr::SS::PackChangeAppInfoResponse(true, results, response);
-    Register(kChangeSteps[4], results.size(), [response] {
+    Register("change: read the answer", results.size(), [response] {
         bool verdict = false;
         std::map<std::string, AppChangeState> states;
         Ownerlink::Serialization::UnPackChangeAppInfoResponseMsg(response, verdict, states);

@@ -17,11 +17,6 @@ struct Work {
     double allocations = 0;
 };
 
-// The steps of a change, in the order in which one record passes them.
-inline constexpr const char* kChangeSteps[] = {
-    "change: pack the items", "change: cut into records", "change: owner reads a record",
-    "change: owner writes the answer", "change: read the answer"};
-
 void RegisterCodecs();
 void RegisterLog();
 

@@ -3,6 +3,7 @@
 #include <ownerlink/client.h>
 #include <ownerlink/enum_text.h>
 
+#include <map>
 #include <numeric>
 
 #include "bench/applications.h"
@@ -15,6 +16,8 @@ constexpr int kTimeOut = 5000;
 constexpr int kEveryOwner = 1;
 constexpr int kCalls = 20;
 constexpr double kChangeAim = 1.5;
+constexpr double kCodecAim = 0.5;  // never the larger part of a call
+constexpr const char* kLarge = " that fill a record";
 
 using Counts = std::array<size_t, kOwners>;
 
@@ -72,6 +75,42 @@ void AddChange(std::vector<Case>& cases, World& world, const std::string& what,
     cases.back().records = records;
 }
 
+// What the codecs of both ends do for one owner's share, without the way between them.
+void RunCodecs(const std::vector<AppInfo>& share)
+{
+    std::map<std::string, AppChangeState> states;
+    for (const ProcMgr::OwnerlinkRequestMsg& record : RecordsOf(share)) {
+        std::vector<AppInfo> received;
+        std::vector<AppChangeInfo> results;
+        ProcMgr::OwnerlinkResponseMsg response;
+        bool verdict = false;
+        ProcMgr::SS::UnPackChangeAppInfoRequestMsg(&record, received);
+        for (const AppInfo& app : received) {
+            results.emplace_back(app.appName, SUCCESS);
+        }
+        ProcMgr::SS::PackChangeAppInfoResponse(true, results, response);
+        Ownerlink::Serialization::UnPackChangeAppInfoResponseMsg(response, verdict, states);
+    }
+    Require(states.size() == share.size(), "the codecs of a change");
+}
+
+// Both ends share the one core of the pinned rows, so that this time is a part of the call's.
+void AddChangeCodecs(std::vector<Case>& cases, const std::string& what,
+                     const std::vector<AppInfo>& applications, double aim)
+{
+    std::vector<std::vector<AppInfo>> shares;
+    for (size_t owner = 0; owner < kOwners; ++owner) {
+        shares.push_back(ShareOf(applications, owner));
+    }
+    const std::string call = "ChangeAppState, " + std::to_string(applications.size()) + what;
+    cases.push_back({"codecs of " + call, {{call, aim}}, 1, [shares] {
+                         for (const std::vector<AppInfo>& share : shares) {
+                             RunCodecs(share);
+                         }
+                     }});
+    cases.back().applications = applications.size();
+}
+
 void AddQuery(std::vector<Case>& cases, size_t count)
 {
     std::vector<std::string> names;
@@ -103,7 +142,9 @@ void AddChanges(std::vector<Case>& cases, World& world)
     AddUsualChanges(cases, world, 3, kCalls);
     AddUsualChanges(cases, world, 300, 4);
     AddUsualChanges(cases, world, 3000, 1);
-    AddChange(cases, world, " that fill a record", LargeApplications(300), 1);
+    AddChangeCodecs(cases, "", UsualApplications(3000), kCodecAim);
+    AddChange(cases, world, kLarge, LargeApplications(300), 1);
+    AddChangeCodecs(cases, kLarge, LargeApplications(300), kCodecAim);
 }
 
 void AddQueries(std::vector<Case>& cases)

@@ -15,6 +15,20 @@ void EmptyLoop(benchmark::State& state)
     }
 }
 
+[[gnu::noinline]] void DoNothing(const char* text)
+{
+    benchmark::DoNotOptimize(text);
+}
+
+void EmptyCall(benchmark::State& state)
+{
+    const char* text = "a text";
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(text);
+        DoNothing(text);
+    }
+}
+
 void RecordThatIsOff(benchmark::State& state)
 {
     const char* text = "a text";
@@ -30,5 +44,6 @@ void RecordThatIsOff(benchmark::State& state)
 void bench::RegisterLog()
 {
     benchmark::RegisterBenchmark("log: the empty loop", Ownerlink::EmptyLoop);
+    benchmark::RegisterBenchmark("log: a call of an empty function", Ownerlink::EmptyCall);
     benchmark::RegisterBenchmark("log: a record that is off", Ownerlink::RecordThatIsOff);
 }

@@ -3,14 +3,18 @@
 //   ownerlink-bench                 everything; prints the table
 //   ownerlink-bench owners          prints the configuration file that the other form needs
 //   ownerlink-bench smoke           everything once, to see that it runs; the figures mean nothing
+//   ownerlink-bench calls ROUNDS [PART OF A NAME]     some calls and their floors, to profile
 //
 // What it measures runs in processes of this program that play one role each.
+
+#include <pthread.h>
 
 #include <cstdlib>
 #include <exception>
 #include <functional>
 #include <iostream>
 #include <map>
+#include <set>
 #include <stdexcept>
 
 #include "bench/cases.h"
@@ -29,12 +33,32 @@ using Arguments = std::vector<std::string>;
 constexpr int kRounds = 150;
 constexpr int kDefaultLogRounds = 20;
 
-int RoundsFrom(const std::string& text)
+// Leaves the cases whose name contains `filter`, and their floors.
+void Select(std::vector<bench::Case>& cases, const std::string& filter)
 {
-    return std::stoi(text);
+    std::set<std::string> wanted;
+    for (const bench::Case& subject : cases) {
+        if (subject.name.find(filter) == std::string::npos) {
+            continue;
+        }
+        wanted.insert(subject.name);
+        for (const bench::Floor& floor : subject.floors) {
+            wanted.insert(floor.name);
+        }
+    }
+    std::erase_if(cases,
+                  [&](const bench::Case& subject) { return wanted.count(subject.name) == 0; });
 }
 
-void MeasureCalls(const std::string& rounds)
+void Measure(const std::vector<bench::Case>& cases, const std::string& rounds)
+{
+    for (const bench::Figure& figure : bench::RunRounds(cases, std::stoi(rounds))) {
+        std::cout << LineOf(figure) << '\n';
+    }
+    std::cout << std::flush;
+}
+
+void MeasureCalls(const std::string& rounds, const std::string& filter)
 {
     bench::World world;
     std::vector<bench::Case> cases;
@@ -44,10 +68,8 @@ void MeasureCalls(const std::string& rounds)
     AddSystemState(cases);
     AddChanges(cases, world);
     bench::AddQueries(cases);
-    for (const bench::Figure& figure : bench::RunRounds(cases, RoundsFrom(rounds))) {
-        std::cout << LineOf(figure) << '\n';
-    }
-    std::cout << std::flush;
+    Select(cases, filter);
+    Measure(cases, rounds);
 }
 
 void MeasureDefaultLog(const std::string& rounds)
@@ -61,10 +83,7 @@ void MeasureDefaultLog(const std::string& rounds)
     for (bench::Case& subject : cases) {
         subject.callsPerRound = 1;  // each writes to the machine's log
     }
-    for (const bench::Figure& figure : bench::RunRounds(cases, RoundsFrom(rounds))) {
-        std::cout << LineOf(figure) << '\n';
-    }
-    std::cout << std::flush;
+    Measure(cases, rounds);
 }
 
 void MeasureCodecs()
@@ -114,6 +133,7 @@ bool Play(const Arguments& arguments)
 {
     const std::string role = arguments.empty() ? "all" : arguments[0];
     const std::string word = arguments.size() > 1 ? arguments[1] : "";
+    const std::string filter = arguments.size() > 2 ? arguments[2] : "";
     const std::map<std::string, std::function<void()>> roles = {
         {"all",
          [] {
@@ -129,7 +149,7 @@ bool Play(const Arguments& arguments)
          }},
         {"calls",
          [&] {
-             MeasureCalls(word);
+             MeasureCalls(word, filter);
          }},
         {"default-log",
          [&] {
@@ -152,6 +172,7 @@ bool Play(const Arguments& arguments)
     if (found == roles.end()) {
         return false;
     }
+    pthread_setname_np(pthread_self(), ("bench-" + role).c_str());
     found->second();
     return true;
 }

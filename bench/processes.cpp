@@ -20,13 +20,13 @@ namespace {
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     std::vector<char*> pointers;
-    std::string self = "ownerlink-bench";
+    std::string self = std::filesystem::read_symlink("/proc/self/exe");
     pointers.push_back(self.data());
     for (const std::string& argument : arguments) {
         pointers.push_back(const_cast<char*>(argument.c_str()));
     }
     pointers.push_back(nullptr);
-    execv("/proc/self/exe", pointers.data());
+    execv(self.c_str(), pointers.data());
     _exit(127);
 }
 

@@ -99,38 +99,12 @@ void PrintCodecs(const std::vector<Work>& codecs)
     }
 }
 
-double CodecTimeOfAnApplication(const std::vector<Work>& codecs)
-{
-    double sum = 0;
-    for (const char* const step : kChangeSteps) {
-        for (const Work& work : codecs) {
-            sum += work.name == step ? work.nanoseconds / work.items : 0;
-        }
-    }
-    return sum;
-}
-
-// Both ends' codecs run on the one core of the pinned rows, so their times can be added up.
-void PrintCodecShares(const Results& results)
-{
-    const double codec = CodecTimeOfAnApplication(results.codecs);
-    std::printf("\nThe five steps of a change take %.2f µs for an application, both ends.\n",
-                codec / 1e3);
-    for (const Figure& figure : results.pinned) {
-        if (figure.records < figure.applications) {
-            std::printf("%s: %.0f %% of the call on one core.\n", figure.name.c_str(),
-                        100 * codec * static_cast<double>(figure.applications) / figure.median);
-        }
-    }
-}
-
 }  // namespace
 
 void PrintTable(const Results& results)
 {
     PrintCalls(results);
     PrintCodecs(results.codecs);
-    PrintCodecShares(results);
 }
 
 }  // namespace bench
