@@ -137,19 +137,23 @@ void OwnerServer::ShedConnection(const OwnerService& service)
     }
 }
 
+// An event may take a parked connection from us at any time; then it is not idle.
 template <typename Condition>
 OwnerConnection* OwnerServer::TakeLongestIdle(Condition condition)
 {
     const MutexLock lock(mutex_);
-    OwnerConnection* longest = nullptr;
-    for (OwnerConnection* const connection : connections_) {
-        const bool isCandidate = connection->isParked.load() && condition(*connection->peer);
-        if (isCandidate && (longest == nullptr || connection->parkedAt < longest->parkedAt)) {
-            longest = connection;
+    while (true) {
+        OwnerConnection* longest = nullptr;
+        for (OwnerConnection* const connection : connections_) {
+            const bool isCandidate = connection->isParked.load() && condition(*connection->peer);
+            if (isCandidate && (longest == nullptr || connection->parkedAt < longest->parkedAt)) {
+                longest = connection;
+            }
+        }
+        if (longest == nullptr || longest->isParked.exchange(false)) {
+            return longest;
         }
     }
-    const bool isOurs = longest != nullptr && longest->isParked.exchange(false);
-    return isOurs ? longest : nullptr;
 }
 
 // What the peer sends from now on fails there, and it knows that we have not taken it; what it has

@@ -194,15 +194,28 @@ bool OwnerServer::Answer(OwnerConnection& connection, std::byte* message, Messag
 
 void OwnerServer::Park(OwnerConnection& connection)
 {
-    const int fd = connection.fd.Get();
-    connection.parkedAt.store(std::chrono::steady_clock::now().time_since_epoch().count());
-    const bool isFirst = !std::exchange(connection.isWatched, true);
-    connection.isParked.store(true);
-    // From here on it can be another thread's, and gone.
-    const bool failed = threads_.Watch(fd, &connection, isFirst) != 0;
-    if ((failed || stopping_.load()) && connection.isParked.exchange(false)) {
+    bool isParked = false;
+    {
+        // Whoever takes a parked connection to end it holds the lock too: not before the epoll
+        // has it.
+        const MutexLock lock(mutex_);
+        isParked = !stopping_.load() && Arm(connection);
+    }
+    if (!isParked) {
         End(connection);
     }
+}
+
+bool OwnerServer::Arm(OwnerConnection& connection)
+{
+    const bool isFirst = !std::exchange(connection.isWatched, true);
+    connection.parkedAt = std::chrono::steady_clock::now();
+    connection.isParked.store(true);
+    const bool isArmed = threads_.Watch(connection.fd.Get(), &connection, isFirst) == 0;
+    if (!isArmed) {
+        connection.isParked.store(false);
+    }
+    return isArmed;
 }
 
 void OwnerServer::End(OwnerConnection& connection)

@@ -68,7 +68,8 @@ private:
     bool HandleIoctl(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
     bool Refuse(OwnerConnection& connection, MessageHeader& header, const Refusal& refusal);
     bool Answer(OwnerConnection& connection, std::byte* message, MessageHeader& header);
-    void Park(OwnerConnection& connection);
+    void Park(OwnerConnection& connection) HOSTED_EXCLUDES(mutex_);
+    bool Arm(OwnerConnection& connection) HOSTED_REQUIRES(mutex_);
     void End(OwnerConnection& connection) HOSTED_EXCLUDES(mutex_);
 
     int StartOnce() HOSTED_EXCLUDES(mutex_);

@@ -3,6 +3,7 @@
 #define OWNERLINK_PLATFORM_HOSTED_OWNER_SERVICE_H
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -62,7 +63,7 @@ struct OwnerConnection : EventSource {
     bool hasReceiveTimeout = false;
     bool isWatched = false;  // the epoll knows it
     std::atomic<bool> isParked{false};
-    std::atomic<int64_t> parkedAt{0};  // by the steady clock; tells the longest idle one
+    std::chrono::steady_clock::time_point parkedAt;  // guarded by the server's lock
 };
 
 // Runs the hooks that a request asks for, the close of the connection's former file included, and
