@@ -2,12 +2,12 @@
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <map>
 
 #include "platform/hosted/hosted_log.h"
 #include "platform/hosted/owner_server.h"
 #include "platform/hosted/peer_credentials.h"
 #include "platform/hosted/refusal_message.h"
+#include "platform/hosted/socket_address.h"
 
 namespace hosted {
 namespace {
@@ -79,6 +79,7 @@ OwnerConnection* OwnerServer::Admit(OwnerService& service, UniqueFd fd, MessageB
         SendRefusal(fd.Get(), EBUSY);
         return nullptr;
     }
+    MakeRoomForMessages(fd.Get());
     connection->fd = std::move(fd);
     connection->peer = std::move(peer);
     connection->file.service = &service;

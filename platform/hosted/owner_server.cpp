@@ -221,8 +221,11 @@ bool OwnerServer::Arm(OwnerConnection& connection)
 void OwnerServer::End(OwnerConnection& connection)
 {
     if (connection.file.isOpen) {
+        const RunningHook running(*this);
         threads_.EnsureWaiting();
-        RunCloseHook(connection.file);
+        if (running.MayRun()) {
+            RunCloseHook(connection.file);
+        }
     }
     {
         const MutexLock lock(mutex_);

@@ -12,6 +12,7 @@
 
 #include "platform/hosted/endpoint_name.h"
 #include "platform/hosted/hosted_log.h"
+#include "platform/hosted/message.h"
 #include "platform/hosted/peer_credentials.h"
 
 namespace hosted {
@@ -34,8 +35,10 @@ const sockaddr* Generic(const sockaddr_un& address)
 
 UniqueFd MakeSocket(int flags)
 {
-    return UniqueFd::Make(
-        [&] { return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0); });
+    UniqueFd fd =
+        UniqueFd::Make([&] { return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0); });
+    MakeRoomForMessages(fd.Get());
+    return fd;
 }
 
 int ErrorOfConnect(int error)
@@ -87,6 +90,12 @@ int CheckOwner(const RuntimeDir& directory, int fd)
 }
 
 }  // namespace
+
+void MakeRoomForMessages(int fd)
+{
+    const int wanted = static_cast<int>(4 * kMaxMessage);
+    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &wanted, sizeof wanted);
+}
 
 Outcome<UniqueFd> ListenAt(const RuntimeDir& directory, uint64_t instance)
 {

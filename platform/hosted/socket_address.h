@@ -12,6 +12,9 @@ namespace hosted {
 
 inline constexpr int kBacklog = 256;
 
+// Below twice a message's size the kernel cuts it in two, and a system may be set so.
+void MakeRoomForMessages(int fd);
+
 // Binds and listens at the socket of `instance`, mode 0660, without blocking.
 Outcome<UniqueFd> ListenAt(const RuntimeDir& directory, uint64_t instance);
 
