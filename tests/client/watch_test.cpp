@@ -220,10 +220,10 @@ TEST_F(Watch, CountsFailuresOverAllOwners)
 
     ASSERT_TRUE(platform::Step("nanosleep", 6));
 
-    EXPECT_THAT(platform::Calls({"read", "open", "close"}),
-                ElementsAre("read(8,4)=-1 EIO", "read(9,4)=-1 EIO", "read(7,4)=-1 EIO",
-                            "read(8,4)=-1 EIO", "read(9,4)=-1 EIO", "open(dp:/res/app,O_RDONLY)=10",
-                            "close(9)=0"));
+    EXPECT_THAT(
+        platform::Calls({"read", "open", "close"}),
+        ElementsAre("read(8,4)=-1 EIO", "read(9,4)=-1 EIO", "read(7,4)=-1 EIO", "read(8,4)=-1 EIO",
+                    "read(9,4)=-1 EIO", "open(dp:/res/app,O_RDONLY)=10", "close(9)=0"));
 }
 
 TEST_F(Watch, TimeOutOfOneOwnerEndsTheRunOfTheOthers)
