@@ -245,9 +245,10 @@ KvsTypeYaml KvsTypeYaml::Child(const yaml_node_t& node, const std::string& key) 
     return child;
 }
 
+// Null also in a node that was moved from.
 const yaml_node_t* KvsTypeYaml::NodeAt(int index) const
 {
-    return yaml_document_get_node(&document_->document, index);
+    return document_ == nullptr ? nullptr : yaml_document_get_node(&document_->document, index);
 }
 
 }  // namespace ProcMgr
