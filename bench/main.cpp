@@ -60,6 +60,7 @@ void Measure(const std::vector<bench::Case>& cases, const std::string& rounds)
 
 void MeasureCalls(const std::string& rounds, const std::string& filter)
 {
+    setenv("OWNERLINK_LOG", "off", 0);
     bench::World world;
     std::vector<bench::Case> cases;
     AddFloors(cases, world);
@@ -88,6 +89,7 @@ void MeasureDefaultLog(const std::string& rounds)
 
 void MeasureCodecs()
 {
+    setenv("OWNERLINK_LOG", "off", 0);
     bench::RegisterLog();
     bench::RegisterCodecs();
     for (const bench::Work& work : bench::RunRegistered()) {
