@@ -268,7 +268,7 @@ TEST_F(Query, AnswersMayFillTheWholePayload)
 TEST_F(Query, AnswersOneByteTooLongAreNotSent)
 {
     Register();
-    for (const size_t room : {11, 8, 7, 4, 3, 1}) {
+    for (const unsigned room : {11u, 8u, 7u, 4u, 3u, 1u}) {
         answers = {{std::string(kCapacity - 5 - 12 - room, 'b'), 3, 4}, {"", 5, 6}};
         platform::ClearHistory();
 
