@@ -1,6 +1,7 @@
 #include "platform/hosted/endpoint_record.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -114,6 +115,13 @@ int WriteRecord(const RuntimeDir& directory, const std::string& file, const Reco
 }
 
 }  // namespace
+
+uint64_t NewInstance()
+{
+    uint64_t instance = 0;
+    while (getrandom(&instance, sizeof instance, 0) != sizeof instance) {}
+    return instance;
+}
 
 Outcome<Endpoint> ReadEndpoint(const RuntimeDir& directory, std::string_view name)
 {

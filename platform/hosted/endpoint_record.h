@@ -20,6 +20,9 @@ struct Endpoint {
     EndpointKind kind = EndpointKind::kFile;
 };
 
+// A number that no life of an owner has had.
+uint64_t NewInstance();
+
 // ENOENT: no such record. EEXIST: that of another name with the same digest. EACCES: not readable,
 // or not written by the directory's user or root. EPROTO: of another version, or damaged.
 Outcome<Endpoint> ReadEndpoint(const RuntimeDir& directory, std::string_view name);

@@ -8,6 +8,7 @@
 #include "platform/hosted/endpoint_name.h"
 #include "platform/hosted/endpoint_record.h"
 #include "platform/hosted/hosted_log.h"
+#include "platform/hosted/queue_client.h"
 
 namespace hosted {
 namespace {
@@ -16,7 +17,8 @@ using Connected = Outcome<std::unique_ptr<ClientConnection>>;
 
 constexpr int kOpenWaitMs = 500;  // for room in an owner's backlog
 constexpr int kReadLimitMs = 1000;
-constexpr int kLookUps = 8;  // an owner that changes more often than that is not up
+constexpr int kLookUps = 8;       // an owner that changes more often than that is not up
+constexpr int kIsQueue = EISNAM;  // no call fails with it: the name is a queue's
 
 ExchangeResult Failure(int error)
 {
@@ -34,7 +36,7 @@ Outcome<Endpoint> LookUp(std::string_view name)
         endpoint.error = ENOENT;  // the file is another name's
     }
     if (endpoint && endpoint.value.kind != EndpointKind::kFile) {
-        endpoint.error = EPROTO;
+        endpoint.error = endpoint.value.kind == EndpointKind::kQueue ? kIsQueue : EPROTO;
     }
     return endpoint;
 }
@@ -150,6 +152,9 @@ Outcome<int> FileClient::Open(std::string_view name, int flags)
     if (connected.value == nullptr) {
         connected = ConnectByName(name);
     }
+    if (connected.error == kIsQueue) {
+        return QueueClient::Instance().Open(name);
+    }
     if (!connected) {
         return Outcome<int>::Failed(connected.error);
     }
@@ -163,7 +168,8 @@ ExchangeResult FileClient::Run(int number, const Request& request, std::optional
 {
     const Outcome<DescriptorTable::Call> call = table_.BeginCall(number, limitMs);
     if (!call) {
-        return Failure(call.error);
+        const bool isQueue = QueueClient::Instance().IsOpen(number);
+        return Failure(isQueue ? EOPNOTSUPP : call.error);
     }
     const CallEnd end{table_, *call.value.descriptor};
     return Exchange(call.value.descriptor->file, request, call.value.deadline,
@@ -183,6 +189,9 @@ ExchangeResult FileClient::Read(int number, std::span<std::byte> buffer)
 
 int FileClient::Close(int number)
 {
+    if (QueueClient::Instance().Close(number) == 0) {
+        return 0;
+    }
     Outcome<OpenFile> file = table_.Remove(number);
     if (file && file.value.connection != nullptr) {
         pool_.GiveBack(std::move(file.value.connection));

@@ -1,6 +1,5 @@
 // The owner's server from registration to the end of the process, forks included.
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -22,13 +21,6 @@ namespace {
 
 constexpr uint32_t kDefaultTimeoutMs = 5000;  // of a service that names none
 constexpr std::chrono::seconds kExitWait{2};
-
-uint64_t NewInstance()
-{
-    uint64_t instance = 0;
-    while (getrandom(&instance, sizeof instance, 0) != sizeof instance) {}
-    return instance;
-}
 
 int CheckDescription(const IAMServiceDesc& desc)
 {

@@ -5,6 +5,10 @@
 #include "platform/hosted/file_client.h"
 #include "platform/hosted/name_lock.h"
 #include "platform/hosted/owner_server.h"
+#include "platform/hosted/queue_client.h"
+#include "platform/hosted/queue_end_watch.h"
+#include "platform/hosted/queue_server.h"
+#include "platform/hosted/queue_store.h"
 #include "platform/hosted/unique_fd.h"
 
 namespace hosted {
@@ -16,12 +20,20 @@ void LockAll() HOSTED_TSA(no_thread_safety_analysis)
     FileClient::Instance().LockForFork();
     OwnerServer::Instance().LockForFork();
     NameLock::LockForFork();
+    QueueClient::Instance().LockForFork();
+    EndWatch::Instance().LockForFork();
+    QueueServer::Instance().LockForFork();
+    QueueStore::Instance().LockForFork();
     FdRegistry::Instance().mutex.lock();
 }
 
 void UnlockAll() HOSTED_TSA(no_thread_safety_analysis)
 {
     FdRegistry::Instance().mutex.unlock();
+    QueueStore::Instance().UnlockAfterFork();
+    QueueServer::Instance().UnlockAfterFork();
+    EndWatch::Instance().UnlockAfterFork();
+    QueueClient::Instance().UnlockAfterFork();
     NameLock::UnlockAfterFork();
     OwnerServer::Instance().UnlockAfterFork();
     FileClient::Instance().UnlockAfterFork();
@@ -36,6 +48,10 @@ void EnterChild() HOSTED_TSA(no_thread_safety_analysis)
     FileClient::Instance().ForgetInChild();
     OwnerServer::Instance().ForgetInChild();
     NameLock::ForgetInChild();
+    QueueClient::Instance().ForgetInChild();
+    EndWatch::Instance().ForgetInChild();
+    QueueServer::Instance().ForgetInChild();
+    QueueStore::Instance().ForgetInChild();
     FdRegistry::Instance().mutex.lock();
     UnlockAll();
 }
@@ -47,6 +63,10 @@ const int installed = [] {
     NameLock::BuildTable();
     FileClient::Instance();
     OwnerServer::Instance();
+    QueueClient::Instance();
+    EndWatch::Instance();
+    QueueServer::Instance();
+    QueueStore::Instance();
     return pthread_atfork(LockAll, UnlockAll, EnterChild);
 }();
 

@@ -1,0 +1,123 @@
+// The pools of this process and who has which of their blocks.
+#ifndef OWNERLINK_PLATFORM_HOSTED_POOL_TABLE_H
+#define OWNERLINK_PLATFORM_HOSTED_POOL_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "platform/hosted/queue_memory.h"
+#include "platform/iam_queue.h"
+
+namespace hosted {
+
+inline constexpr uint32_t kMaxPools = 1024;
+inline constexpr uint32_t kMaxBlockSize = 65536;
+inline constexpr uint32_t kMaxBlockCount = 1U << 20U;
+inline constexpr uint64_t kMaxPoolBytes = 64U << 20U;
+
+// How far apart a pool's blocks lie: whole cache lines.
+constexpr uint64_t StrideOf(uint32_t blockSize)
+{
+    return (uint64_t{blockSize} + 63) / 64 * 64;
+}
+
+// No pool is empty or larger than the limits.
+constexpr bool IsPoolSize(uint32_t blockSize, uint32_t blockCount)
+{
+    return blockSize > 0 && blockSize <= kMaxBlockSize && blockCount > 0 &&
+           blockCount <= kMaxBlockCount && StrideOf(blockSize) * blockCount <= kMaxPoolBytes;
+}
+
+// What an IAMShmPool says. `generation` tells the pools that have had one slot from each other.
+struct PoolKey {
+    uint32_t slot = 0;
+    uint64_t generation = 0;
+
+    bool operator==(const PoolKey&) const = default;
+};
+
+// What an IAMShmBlock says. `generation` is of the block: no two that were ever taken share it.
+struct BlockKey {
+    uint32_t slot = 0;
+    uint32_t block = 0;
+    uint64_t generation = 0;
+};
+
+bool IsZeroed(const IAMShmPool& pool);
+PoolKey KeyOf(const IAMShmPool& pool);  // of no pool, if `pool` was never filled
+void Fill(IAMShmPool& pool, const PoolKey& key);
+BlockKey KeyOf(const IAMShmBlock& block);
+void Fill(IAMShmBlock& block, const BlockKey& key);
+
+// One pool. The blocks' states are the owner's own; nothing is read from the shared memory.
+class Pool {
+public:
+    // EINVAL: an empty or oversized pool.
+    static Outcome<std::unique_ptr<Pool>> Make(const IAMShmPoolConfig& config);
+
+    const UniqueFd& Memory() const { return memory_.fd; }
+    uint32_t BlockSize() const { return blockSize_; }
+    uint32_t BlockCount() const { return static_cast<uint32_t>(blocks_.size()); }
+    uint32_t Stride() const { return stride_; }
+
+private:
+    friend class PoolTable;
+
+    enum class State : uint8_t { kFree, kTaken, kQueued };
+    struct Block {
+        uint64_t generation = 0;
+        uint32_t size = 0;
+        State state = State::kFree;
+    };
+
+    Pool(SharedMemory memory, uint32_t blockSize, uint32_t stride, uint32_t blockCount);
+
+    SharedMemory memory_;
+    uint32_t blockSize_;
+    uint32_t stride_;
+    uint64_t generation_ = 0;
+    std::vector<Block> blocks_;
+    std::vector<uint32_t> free_;
+};
+
+// Not thread-safe: the store's lock stands before it. Each call answers 0 or an errno number;
+// EINVAL is a key that names nothing, or not this.
+class PoolTable {
+public:
+    // EMFILE when there are too many.
+    Outcome<PoolKey> Insert(std::unique_ptr<Pool> pool);
+    std::unique_ptr<Pool> Remove(const PoolKey& key);  // null when there is none
+    const Pool* Find(const PoolKey& key) const { return FindPool(key); }
+
+    // ENOBUFS: no block is free. EMSGSIZE: no block is so large.
+    Outcome<BlockKey> Take(const PoolKey& key, uint32_t size);
+    // EMSGSIZE: beyond the size that was asked for.
+    int Write(const BlockKey& key, std::span<const std::byte> source, uint32_t offset);
+    int Free(const PoolKey& key, const BlockKey& block);
+
+    // The block's size, if the caller holds it and may hand it to a queue.
+    std::optional<uint32_t> SizeOfTaken(const PoolKey& key, const BlockKey& block) const;
+    void MarkQueued(const BlockKey& block);
+    // A queue is done with the block; if its pool is gone, nothing.
+    void FreeQueued(const BlockKey& block);
+
+    // The pools stay where they are, unreachable: a thread of the parent's may have stood in one.
+    void ForgetInChild();
+
+private:
+    Pool* FindPool(const PoolKey& key) const;
+    Pool::Block* FindBlock(const BlockKey& key, Pool::State state) const;
+    void Release(const BlockKey& key, Pool::Block& block);
+
+    std::vector<std::unique_ptr<Pool>> pools_;  // by slot
+    uint64_t lastPool_ = 0;
+    uint64_t lastBlock_ = 0;
+};
+
+}  // namespace hosted
+
+#endif

@@ -1,0 +1,180 @@
+#include "platform/hosted/queue_client.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+namespace hosted {
+namespace {
+
+constexpr std::chrono::seconds kExitWait{2};
+
+thread_local int deliveriesOnThisThread = 0;
+
+bool IsQueueNumber(int number)
+{
+    const std::optional<DescriptorPlace> place = PlaceOf(number);
+    return place && place->range == DescriptorRange::kQueue;
+}
+
+void StopAtExit()
+{
+    QueueClient::Instance().Stop();
+}
+
+}  // namespace
+
+QueueClient& QueueClient::Instance()
+{
+    static QueueClient* const client = new QueueClient;
+    return *client;
+}
+
+Outcome<int> QueueClient::Open(std::string_view name)
+{
+    QueueLink::Opened link = QueueLink::Open(name);
+    if (!link) {
+        return Outcome<int>::Failed(link.error);
+    }
+    QueueSubscription::Deliveries& deliveries = *this;
+    auto subscription =
+        std::make_shared<QueueSubscription>(std::string(name), std::move(link.value), deliveries);
+    const MutexLock lock(mutex_);
+    const std::optional<int> slot = slots_.TakeLowest();
+    if (!slot) {
+        return Outcome<int>::Failed(EMFILE);
+    }
+    const auto index = static_cast<size_t>(*slot);
+    if (index >= subscriptions_.size()) {
+        subscriptions_.resize(index + 1);
+    }
+    subscriptions_[index] = std::move(subscription);
+    return Succeeded(NumberOf({DescriptorRange::kQueue, *slot}));
+}
+
+QueueClient::SubscriptionPointer* QueueClient::PlaceIn(int number)
+{
+    if (!IsQueueNumber(number)) {
+        return nullptr;
+    }
+    const auto index = static_cast<size_t>(PlaceOf(number)->slot);
+    const bool isOpen = index < subscriptions_.size() && subscriptions_[index] != nullptr;
+    return isOpen ? &subscriptions_[index] : nullptr;
+}
+
+QueueClient::SubscriptionPointer QueueClient::Find(int number)
+{
+    const MutexLock lock(mutex_);
+    const SubscriptionPointer* const found = PlaceIn(number);
+    return found != nullptr ? *found : nullptr;
+}
+
+QueueClient::SubscriptionPointer QueueClient::Remove(int number)
+{
+    const MutexLock lock(mutex_);
+    SubscriptionPointer* const found = PlaceIn(number);
+    if (found == nullptr) {
+        return nullptr;
+    }
+    slots_.Release(PlaceOf(number)->slot);
+    return std::exchange(*found, nullptr);
+}
+
+int QueueClient::Close(int number)
+{
+    // Files are closed through here too, and need not take the lock.
+    const SubscriptionPointer removed = IsQueueNumber(number) ? Remove(number) : nullptr;
+    if (removed == nullptr) {
+        return EBADF;
+    }
+    removed->Close();
+    return 0;
+}
+
+int QueueClient::ReadAsync(int number, QueueSubscription::Callback callback)
+{
+    const SubscriptionPointer found = Find(number);
+    if (found == nullptr) {
+        return EBADF;
+    }
+    StopAtExitOnce();
+    return QueueSubscription::StartReading(found, number, callback);
+}
+
+void QueueClient::StopAtExitOnce()
+{
+    const MutexLock lock(mutex_);
+    if (std::exchange(process_, getpid()) == 0) {
+        std::atexit(StopAtExit);
+    }
+}
+
+// Counted ahead of the reader's look at whether it is closed, so that `Stop` either waits for the
+// delivery or prevents it.
+void QueueClient::Begin()
+{
+    running_.fetch_add(1);
+    ++deliveriesOnThisThread;
+}
+
+void QueueClient::End()
+{
+    --deliveriesOnThisThread;
+    running_.fetch_sub(1);
+    if (stopping_.load()) {
+        const MutexLock lock(mutex_);
+        deliveryEnded_.NotifyAll();
+    }
+}
+
+void QueueClient::Stop()
+{
+    const auto end = std::chrono::steady_clock::now() + kExitWait;
+    const MutexLock lock(mutex_);
+    if (process_ != getpid()) {
+        return;  // a child that no fork handler has seen
+    }
+    stopping_.store(true);
+    for (const SubscriptionPointer& subscription : subscriptions_) {
+        if (subscription != nullptr) {
+            subscription->Close();
+        }
+    }
+    while (running_.load() > deliveriesOnThisThread) {
+        if (!deliveryEnded_.WaitUntil(mutex_, end)) {
+            return;
+        }
+    }
+}
+
+void QueueClient::LockForFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    mutex_.lock();
+}
+
+void QueueClient::UnlockAfterFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    mutex_.unlock();
+}
+
+// The subscriptions are left where they are: the thread that forked may stand in a delivery.
+void QueueClient::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
+{
+    static auto* const left = new std::vector<SubscriptionPointer>;
+    for (SubscriptionPointer& subscription : subscriptions_) {
+        if (subscription != nullptr) {
+            subscription->ForgetInChild();
+            left->push_back(std::move(subscription));
+        }
+    }
+    subscriptions_.clear();
+    slots_ = {};
+    running_.store(0);
+    stopping_.store(false);
+}
+
+}  // namespace hosted

@@ -1,0 +1,216 @@
+#include "platform/hosted/queue_server.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "platform/hosted/endpoint_name.h"
+#include "platform/hosted/endpoint_record.h"
+#include "platform/hosted/hosted_log.h"
+#include "platform/hosted/socket_address.h"
+
+namespace hosted {
+namespace {
+
+constexpr uint32_t kDefaultTimeoutMs = 5000;  // of a queue that names none
+constexpr std::chrono::seconds kExitWait{2};
+
+int CheckDescription(const IAMQueueServiceDesc& desc)
+{
+    const bool hasHooks =
+        desc.ops != nullptr && desc.ops->open != nullptr && desc.ops->close != nullptr;
+    if (desc.name == nullptr || *desc.name == '\0' || !hasHooks) {
+        HOSTED_LOG(kLogError, "a queue needs %s", "a name, an open hook and a close hook");
+        return EINVAL;
+    }
+    return strnlen(desc.name, kMaxNameSize + 1) <= kMaxNameSize ? 0 : ENAMETOOLONG;
+}
+
+void StopAtExit()
+{
+    QueueServer::Instance().Stop();
+}
+
+}  // namespace
+
+// One registration at a time, and none beside `Stop`. A flag and no lock: what runs under it logs
+// and opens files, and a fork must not have to wait for that.
+class QueueServer::Turn {
+public:
+    explicit Turn(QueueServer& server) : server_(server)
+    {
+        const MutexLock lock(server_.mutex_);
+        while (server_.hasTurn_) {
+            server_.changed_.Wait(server_.mutex_);
+        }
+        server_.hasTurn_ = true;
+        mayRegister_ = !server_.stopping_;
+    }
+    ~Turn()
+    {
+        const MutexLock lock(server_.mutex_);
+        server_.hasTurn_ = false;
+        server_.changed_.NotifyAll();
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    bool MayRegister() const { return mayRegister_; }
+
+private:
+    QueueServer& server_;
+    bool mayRegister_ = false;
+};
+
+QueueServer& QueueServer::Instance()
+{
+    static QueueServer* const server = new QueueServer;
+    return *server;
+}
+
+int QueueServer::Register(const IAMQueueServiceDesc& desc)
+{
+    int error = CheckDescription(desc);
+    if (error != 0) {
+        return error;
+    }
+    {
+        const Turn turn(*this);
+        error = turn.MayRegister() ? Publish(desc) : ESHUTDOWN;
+    }
+    if (error != 0) {
+        HOSTED_LOG(kLogError, "queue %.128s cannot be published in %s: %s", desc.name,
+                   RuntimeDirPath().c_str(), strerror(error));
+        return error;
+    }
+    HOSTED_LOG(kLogInfo, "queue %.128s is published in %s", desc.name, RuntimeDirPath().c_str());
+    return 0;
+}
+
+int QueueServer::Publish(const IAMQueueServiceDesc& desc)
+{
+    const Outcome<RuntimeDir> directory = PrepareRuntimeDir();
+    if (!directory) {
+        return directory.error;
+    }
+    Outcome<NameLock> lock = NameLock::Take(directory.value, desc.name);
+    if (!lock) {
+        return lock.error;
+    }
+    auto service = std::make_unique<QueueService>(std::move(lock.value), desc, NewInstance());
+    const uint32_t timeoutMs = desc.timeout == 0 ? kDefaultTimeoutMs : desc.timeout;
+    return GoUp(directory.value, std::move(service), timeoutMs);
+}
+
+// Listens first: whoever finds the record finds an owner behind it. The socket of the life before,
+// dead since its lock was free, goes when nothing names it any more.
+int QueueServer::GoUp(const RuntimeDir& directory, std::unique_ptr<QueueService> service,
+                      uint32_t timeoutMs)
+{
+    const Outcome<Endpoint> former = ReadEndpoint(directory, service->Name());
+    if (former.error == EEXIST) {
+        return EEXIST;
+    }
+    Outcome<UniqueFd> listener = ListenAt(directory, service->Instance());
+    if (!listener) {
+        return listener.error;
+    }
+    const Endpoint endpoint{service->Instance(), timeoutMs, EndpointKind::kQueue};
+    if (const int error = PublishEndpoint(directory, service->Name(), endpoint); error != 0) {
+        RemoveSocket(directory, service->Instance());
+        return error;
+    }
+    if (former) {
+        RemoveSocket(directory, former.value.instance);
+    }
+    return Serve(directory, std::move(service), std::move(listener.value));
+}
+
+int QueueServer::Serve(const RuntimeDir& directory, std::unique_ptr<QueueService> service,
+                       UniqueFd listener)
+{
+    {
+        const MutexLock lock(mutex_);
+        services_.reserve(services_.size() + 1);
+        ++running_;
+        if (std::exchange(process_, getpid()) == 0) {
+            std::atexit(StopAtExit);
+        }
+    }
+    const uint32_t generation = FdRegistry::Instance().Generation();
+    const int error = service->Start(std::move(listener), [this, generation] {
+        if (generation == FdRegistry::Instance().Generation()) {
+            NoteEndOfService();  // not in a child that was forked in a hook
+        }
+    });
+    if (error != 0) {
+        RemoveRecord(directory, service->Name());
+        RemoveSocket(directory, service->Instance());
+        NoteEndOfService();
+        return error;
+    }
+    const MutexLock lock(mutex_);
+    services_.push_back(std::move(service));
+    return 0;
+}
+
+void QueueServer::NoteEndOfService()
+{
+    const MutexLock lock(mutex_);
+    --running_;
+    changed_.NotifyAll();
+}
+
+void QueueServer::Stop()
+{
+    const auto end = std::chrono::steady_clock::now() + kExitWait;
+    const Turn turn(*this);
+    const Outcome<RuntimeDir> directory = OpenRuntimeDir();
+    const MutexLock lock(mutex_);
+    if (process_ != getpid()) {
+        return;  // a child that no fork handler has seen: the endpoints are its parent's
+    }
+    stopping_ = true;
+    for (const auto& service : services_) {
+        if (directory) {
+            RemoveRecord(directory.value, service->Name());
+            RemoveSocket(directory.value, service->Instance());
+        }
+        service->Stop();
+    }
+    while (running_ > (QueueService::IsOnThread() ? 1 : 0)) {
+        if (!changed_.WaitUntil(mutex_, end)) {
+            return;
+        }
+    }
+}
+
+void QueueServer::LockForFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    mutex_.lock();
+}
+
+void QueueServer::UnlockAfterFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    mutex_.unlock();
+}
+
+// The services are left where they are: the thread that forked may stand in a hook of one of them.
+void QueueServer::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
+{
+    static auto* const left = new std::vector<std::unique_ptr<QueueService>>;
+    for (auto& service : services_) {
+        service->ForgetInChild();
+        left->push_back(std::move(service));
+    }
+    services_.clear();
+    hasTurn_ = false;
+    stopping_ = false;
+    running_ = 0;
+}
+
+}  // namespace hosted

@@ -1,0 +1,54 @@
+// The queues that this process publishes.
+#ifndef OWNERLINK_PLATFORM_HOSTED_QUEUE_SERVER_H
+#define OWNERLINK_PLATFORM_HOSTED_QUEUE_SERVER_H
+
+#include <sys/types.h>
+
+#include <memory>
+#include <vector>
+
+#include "platform/hosted/condition.h"
+#include "platform/hosted/mutex.h"
+#include "platform/hosted/queue_service.h"
+#include "platform/hosted/runtime_dir.h"
+#include "platform/iam_queue.h"
+
+namespace hosted {
+
+class QueueServer {
+public:
+    // Built once, never destroyed.
+    static QueueServer& Instance();
+
+    // Publishes `desc`. 0 or an errno number; logs why.
+    int Register(const IAMQueueServiceDesc& desc) HOSTED_EXCLUDES(mutex_);
+
+    // Takes the names back, ends the subscriptions and waits for the hooks that run, up to 2 s.
+    void Stop() HOSTED_EXCLUDES(mutex_);
+
+    void LockForFork();
+    void UnlockAfterFork();
+    void ForgetInChild();
+
+private:
+    class Turn;
+
+    int Publish(const IAMQueueServiceDesc& desc) HOSTED_EXCLUDES(mutex_);
+    int GoUp(const RuntimeDir& directory, std::unique_ptr<QueueService> service, uint32_t timeoutMs)
+        HOSTED_EXCLUDES(mutex_);
+    int Serve(const RuntimeDir& directory, std::unique_ptr<QueueService> service, UniqueFd listener)
+        HOSTED_EXCLUDES(mutex_);
+    void NoteEndOfService() HOSTED_EXCLUDES(mutex_);
+
+    Mutex mutex_;
+    Condition changed_;
+    bool hasTurn_ HOSTED_GUARDED_BY(mutex_) = false;
+    bool stopping_ HOSTED_GUARDED_BY(mutex_) = false;
+    int running_ HOSTED_GUARDED_BY(mutex_) = 0;    // services
+    pid_t process_ HOSTED_GUARDED_BY(mutex_) = 0;  // that registered
+    std::vector<std::unique_ptr<QueueService>> services_ HOSTED_GUARDED_BY(mutex_);  // never freed
+};
+
+}  // namespace hosted
+
+#endif

@@ -1,0 +1,167 @@
+#include "platform/hosted/queue_subscription.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "platform/hosted/hosted_log.h"
+#include "platform/hosted/queue_end_watch.h"
+#include "platform/hosted/queue_thread.h"
+
+namespace hosted {
+namespace {
+
+// Between attempts on an owner that is up and cannot or will not let us in.
+constexpr int kShortestPauseMs = 1000;
+constexpr int kLongestPauseMs = 60000;
+
+}  // namespace
+
+QueueSubscription::QueueSubscription(std::string name, std::shared_ptr<QueueLink> link,
+                                     Deliveries& deliveries)
+    : name_(std::move(name)),
+      deliveries_(deliveries),
+      wake_(UniqueFd::Make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); })),
+      link_(std::move(link))
+{
+}
+
+int QueueSubscription::StartReading(const std::shared_ptr<QueueSubscription>& self, int number,
+                                    Callback callback)
+{
+    if (self->isReading_.exchange(true)) {
+        return EALREADY;
+    }
+    self->number_ = number;
+    self->callback_ = callback;
+    self->entry_.reserve(kMaxBlockSize);
+    int error = EndWatch::Instance().Watch(self->CurrentLink());
+    if (error == 0) {
+        error = StartThread("ownerlink-read", [self] { self->Run(); });
+    }
+    if (error != 0) {
+        self->isReading_.store(false);
+    }
+    return error;
+}
+
+void QueueSubscription::Close()
+{
+    isClosing_.store(true);
+    const std::shared_ptr<QueueLink> link = CurrentLink();
+    link->ShutDown();
+    link->Interrupt();
+    const uint64_t one = 1;
+    (void)!write(wake_.Get(), &one, sizeof one);
+}
+
+std::shared_ptr<QueueLink> QueueSubscription::CurrentLink()
+{
+    const MutexLock lock(mutex_);
+    return link_;
+}
+
+void QueueSubscription::Run()
+{
+    while (true) {
+        const std::shared_ptr<QueueLink> link = CurrentLink();
+        ReadLife(*link);
+        if (isClosing_.load()) {
+            return;
+        }
+        link->ShutDown();
+        HOSTED_LOG(kLogWarning, "the owner of %.128s is gone: its events go on with its next life",
+                   name_.c_str());
+        AttachToNextLife(link->Instance());
+    }
+}
+
+// What the owner wrote before it died is still delivered.
+void QueueSubscription::ReadLife(QueueLink& link)
+{
+    while (!isClosing_.load()) {
+        const bool hadEnded = link.HasEnded();  // ahead of the look at the ring
+        const QueueLink::NextEnd next = link.Next(entry_);
+        if (next == QueueLink::NextEnd::kEntry) {
+            Deliver();
+        } else if (next == QueueLink::NextEnd::kBroken) {
+            HOSTED_LOG(kLogError, "the owner of %.128s has written what cannot be", name_.c_str());
+            return;
+        } else if (hadEnded) {
+            return;
+        } else {
+            link.Sleep(isClosing_);
+        }
+    }
+}
+
+void QueueSubscription::Deliver()
+{
+    deliveries_.Begin();
+    try {
+        if (!isClosing_.load()) {
+            callback_(number_, entry_.data(), entry_.size());
+        }
+    } catch (const std::exception& error) {
+        HOSTED_LOG(kLogError, "exception left the reader of %.128s: %s", name_.c_str(),
+                   error.what());
+    } catch (...) {
+        HOSTED_LOG(kLogError, "exception left the reader of %.128s", name_.c_str());
+    }
+    deliveries_.End();
+}
+
+void QueueSubscription::AttachToNextLife(uint64_t former)
+{
+    NextLifeWatch watch;
+    lastError_ = 0;
+    pauseMs_ = kShortestPauseMs;
+    while (!isClosing_.load()) {
+        const bool isWatching = watch.Renew();
+        const int error = TryNextLife(former);
+        if (error == 0) {
+            HOSTED_LOG(kLogWarning, "the owner of %.128s is back: its events go on", name_.c_str());
+            return;
+        }
+        watch.Wait(wake_.Get(), PauseAfter(error, isWatching));
+        // The same life again, if it is one: it has ended this subscription alone.
+        former = error == ESTALE ? 0 : former;
+    }
+}
+
+int QueueSubscription::TryNextLife(uint64_t former)
+{
+    try {
+        QueueLink::Opened next = QueueLink::Open(name_, former);
+        if (!next) {
+            return next.error;
+        }
+        const MutexLock lock(mutex_);
+        link_ = std::move(next.value);
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+    return EndWatch::Instance().Watch(CurrentLink());
+}
+
+// How long to wait for a sign: for ever when no owner is up, for a while when it turns us away.
+int QueueSubscription::PauseAfter(int error, bool isWatching)
+{
+    if (error == ENOENT && isWatching) {
+        return -1;
+    }
+    if (error != lastError_ && error != ESTALE && error != ENOENT) {
+        HOSTED_LOG(kLogError, "the owner of %.128s does not let this process in: %s", name_.c_str(),
+                   strerror(error));
+        lastError_ = error;
+    }
+    return std::exchange(pauseMs_, std::min(2 * pauseMs_, kLongestPauseMs));
+}
+
+}  // namespace hosted
