@@ -175,7 +175,7 @@ TEST_F(HostileClient, AHoarderPaysWithAnIdleConnectionOfItsOwn)
     const auto ended = [](const RawClient& client) {
         return client.IsEnded();
     };
-    EXPECT_EQ(std::count_if(hoard.begin(), hoard.end(), ended), 1);
+    EXPECT_TRUE(Eventually([&] { return std::count_if(hoard.begin(), hoard.end(), ended) == 1; }));
 }
 
 TEST_F(HostileClient, ADescriptorWhoseIdleConnectionWasEndedGoesOnWithAnother)
