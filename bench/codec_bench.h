@@ -17,6 +17,9 @@ struct Work {
     double allocations = 0;
 };
 
+inline constexpr const char* kEmptyLoop = "log: the empty loop";
+inline constexpr const char* kRecordThatIsOff = "log: a record that is off";
+
 void RegisterCodecs();
 void RegisterLog();
 

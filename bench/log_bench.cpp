@@ -43,7 +43,7 @@ void RecordThatIsOff(benchmark::State& state)
 
 void bench::RegisterLog()
 {
-    benchmark::RegisterBenchmark("log: the empty loop", Ownerlink::EmptyLoop);
+    benchmark::RegisterBenchmark(bench::kEmptyLoop, Ownerlink::EmptyLoop);
     benchmark::RegisterBenchmark("log: a call of an empty function", Ownerlink::EmptyCall);
-    benchmark::RegisterBenchmark("log: a record that is off", Ownerlink::RecordThatIsOff);
+    benchmark::RegisterBenchmark(bench::kRecordThatIsOff, Ownerlink::RecordThatIsOff);
 }

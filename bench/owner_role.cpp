@@ -14,6 +14,7 @@ using Names = const std::vector<std::string>&;
 
 bool Change(Lists terminate, Lists start, Lists restart, std::vector<AppChangeInfo>& results)
 {
+    results.reserve(terminate.size() + start.size() + restart.size());
     for (const auto* list : {&terminate, &start, &restart}) {
         for (const AppInfoForServer& app : *list) {
             results.emplace_back(app.appName, SUCCESS);
@@ -25,6 +26,7 @@ bool Change(Lists terminate, Lists start, Lists restart, std::vector<AppChangeIn
 // Knows every name that it is asked for: the longest answer there can be.
 bool Query(Names names, std::vector<AppStatus>& answers)
 {
+    answers.reserve(names.size());
     for (const std::string& name : names) {
         answers.push_back({name, 1234, 2});
     }

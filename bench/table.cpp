@@ -8,6 +8,8 @@
 namespace bench {
 namespace {
 
+constexpr double kLogAim = 2;  // nanoseconds
+
 __attribute__((format(printf, 1, 2))) std::string Text(const char* format, ...)
 {
     char buffer[128];
@@ -40,7 +42,8 @@ std::string Extent(const Figure& figure)
         text = Text("%zu records", figure.records);
     }
     if (figure.applications != 0) {
-        text += Text(", %.2f µs an application",
+        text += text.empty() ? "" : ", ";
+        text += Text("%.2f µs an application",
                      figure.median / 1e3 / static_cast<double>(figure.applications));
     }
     return text;
@@ -99,12 +102,27 @@ void PrintCodecs(const std::vector<Work>& codecs)
     }
 }
 
+double TimeOf(const std::vector<Work>& works, const std::string& name)
+{
+    const auto found = std::find_if(works.begin(), works.end(),
+                                    [&](const Work& work) { return work.name == name; });
+    return found == works.end() ? 0 : found->nanoseconds;
+}
+
+void PrintLogVerdict(const std::vector<Work>& works)
+{
+    const double time = TimeOf(works, kRecordThatIsOff) - TimeOf(works, kEmptyLoop);
+    std::printf("\nA record that is off costs %.1f ns above the empty loop; aim: under %.0f: %s\n",
+                time, kLogAim, time < kLogAim ? "met" : "MISSED");
+}
+
 }  // namespace
 
 void PrintTable(const Results& results)
 {
     PrintCalls(results);
     PrintCodecs(results.codecs);
+    PrintLogVerdict(results.codecs);
 }
 
 }  // namespace bench
