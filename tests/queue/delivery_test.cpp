@@ -1,0 +1,207 @@
+// Events across processes: once, in order, to each subscriber by itself.
+#include <cerrno>
+
+#include "tests/queue/queue_world.h"
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+using Delivery = HostedTest;
+
+std::string Result(int error)
+{
+    return std::to_string(-error);
+}
+
+}  // namespace
+
+TEST_F(Delivery, ReachesASubscriberInAnotherProcess)
+{
+    QueueOwner owner;
+    ASSERT_EQ(owner.FirstLine(), "ready");
+    Subscriber subscriber;
+    ASSERT_EQ(subscriber.FirstLine(), "ready");
+
+    EXPECT_EQ(owner.Tell("report 258"), "0");
+
+    EXPECT_EQ(subscriber.Tell("await 1"), "258");
+}
+
+TEST_F(Delivery, IsOnceAndInOrder)
+{
+    QueueOwner owner;
+    Subscriber subscriber;
+
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(owner.Tell("burst " + std::to_string(100 * i) + " 100"), "0");
+        EXPECT_EQ(subscriber.Tell("await " + std::to_string(100 * (i + 1))),
+                  Numbers(0, 100 * (i + 1)));
+    }
+}
+
+TEST_F(Delivery, GoesToEachOfTwoSubscribers)
+{
+    QueueOwner owner;
+    Subscriber first;
+    Subscriber second;
+
+    EXPECT_EQ(owner.Tell("report 1"), "0,0");
+    EXPECT_EQ(owner.Tell("report 2"), "0,0");
+
+    EXPECT_EQ(first.Tell("await 2"), "1,2");
+    EXPECT_EQ(second.Tell("await 2"), "1,2");
+}
+
+TEST_F(Delivery, GoesToTwoDescriptorsOfOneProcess)
+{
+    QueueOwner owner;
+    Subscriber subscriber;
+    ASSERT_EQ(subscriber.Tell(std::string("subscribe ") + kQueue), "ready");
+
+    EXPECT_EQ(owner.Tell("report 5"), "0,0");
+
+    EXPECT_EQ(subscriber.Tell("await 2"), "5,5");
+}
+
+TEST_F(Delivery, BringsWhatTheOwnerReportedWithinItsOpenHook)
+{
+    QueueOwner owner;
+    owner.Tell("report-in-open early");
+    Subscriber subscriber;
+
+    owner.Tell("report late");
+
+    EXPECT_EQ(subscriber.Tell("await 2"), "early,late");
+}
+
+TEST_F(Delivery, WakesASleepingSubscriberEachTime)
+{
+    QueueOwner owner;
+    Subscriber subscriber;
+
+    for (int i = 0; i < 500; ++i) {
+        owner.Tell("report " + std::to_string(i));
+        ASSERT_EQ(subscriber.Tell("await " + std::to_string(i + 1)), Numbers(0, i + 1));
+    }
+}
+
+TEST_F(Delivery, ToASlowSubscriberWithAFullRingFailsForThatOneAlone)
+{
+    QueueOwner owner;
+    owner.Tell("pool 16 4000");
+    Subscriber slow;
+    Subscriber other;
+    slow.Tell("block");
+    owner.Tell("report 0");
+    ASSERT_EQ(slow.Tell("blocked"), "blocked");
+    ASSERT_EQ(other.Tell("await 1"), "0");
+
+    // The one that it stands in has left the ring.
+    for (int first = 1; first < 1025; first += 128) {
+        ASSERT_EQ(owner.Tell("burst " + std::to_string(first) + " 128"), "0");
+        ASSERT_THAT(other.Tell("await " + std::to_string(first + 128)), StartsWith("0,1,"));
+    }
+    EXPECT_EQ(owner.Tell("report 1025"), Result(EAGAIN) + ",0");
+
+    EXPECT_EQ(other.Tell("await 1026"), Numbers(0, 1026));
+    slow.Tell("unblock");
+    EXPECT_EQ(slow.Tell("await 1025"), Numbers(0, 1025));
+    EXPECT_EQ(owner.Tell("report 7"), "0,0");
+    EXPECT_EQ(slow.Tell("await 1026"), Numbers(0, 1025) + ",7");
+}
+
+TEST_F(Delivery, ToASlowSubscriberWithADryPoolFailsForThatOneAlone)
+{
+    QueueOwner owner;
+    owner.Tell("pool 160 3");
+    Subscriber slow;
+    Subscriber other;
+    slow.Tell("block");
+    owner.Tell("report 0");
+    ASSERT_EQ(slow.Tell("blocked"), "blocked");
+    for (int i = 1; i < 4; ++i) {
+        ASSERT_EQ(owner.Tell("report " + std::to_string(i)), "0,0");
+        ASSERT_EQ(other.Tell("await " + std::to_string(i + 1)), Numbers(0, i + 1));
+    }
+
+    EXPECT_EQ(owner.Tell("report 4"), Result(ENOBUFS) + ",0");
+
+    slow.Tell("unblock");
+    EXPECT_EQ(slow.Tell("await 4"), Numbers(0, 4));
+    EXPECT_EQ(owner.Tell("report 5"), "0,0");  // the blocks have come back
+    EXPECT_EQ(slow.Tell("await 5"), "0,1,2,3,5");
+}
+
+TEST_F(Delivery, OfMoreThanABlockHoldsIsRefused)
+{
+    QueueOwner owner;
+    owner.Tell("pool 4 10");
+    Subscriber subscriber;
+
+    EXPECT_EQ(owner.Tell("report 12345"), Result(EMSGSIZE));
+    EXPECT_EQ(owner.Tell("report 1234"), "0");
+
+    EXPECT_EQ(subscriber.Tell("await 1"), "1234");
+}
+
+TEST_F(Delivery, SurvivesAnExceptionThatLeavesTheCallback)
+{
+    QueueOwner owner;
+    Subscriber subscriber;
+    subscriber.Tell("throw-inside");
+
+    owner.Tell("report 1");
+    owner.Tell("report 2");
+
+    EXPECT_EQ(subscriber.Tell("await 2"), "1,2");
+    EXPECT_THAT(subscriber.Log(), HasSubstr("exception left the reader of dp:/res/test/queue"));
+}
+
+TEST_F(Delivery, EndsWithTheClose)
+{
+    QueueOwner owner;
+    Subscriber subscriber;
+    Subscriber other;
+    owner.Tell("report 1");
+    ASSERT_EQ(subscriber.Tell("await 1"), "1");
+
+    EXPECT_EQ(subscriber.Tell("close"), "0");
+    EXPECT_EQ(subscriber.Tell("close"), FailedWith(EBADF));
+
+    EXPECT_EQ(owner.Tell("files 1"), "opens=2 closes=1");
+    EXPECT_EQ(owner.Tell("report 2"), "0");
+    EXPECT_EQ(other.Tell("await 2"), "1,2");
+    EXPECT_EQ(subscriber.Tell("await 1"), "1");
+    EXPECT_TRUE(Eventually([&] { return subscriber.Tell("memories") == "0"; }));
+}
+
+TEST_F(Delivery, EndsWithAnEarlyCloseWhileTheCallbackBlocks)
+{
+    QueueOwner owner;
+    Subscriber subscriber;
+    subscriber.Tell("block");
+    owner.Tell("burst 0 10");
+    ASSERT_EQ(subscriber.Tell("blocked"), "blocked");
+
+    EXPECT_EQ(subscriber.Tell("close"), "0");  // does not wait for the callback
+    EXPECT_EQ(owner.Tell("closes 1"), "opens=1 closes=1");
+    subscriber.Tell("unblock");
+
+    EXPECT_TRUE(Eventually([&] { return subscriber.Tell("memories") == "0"; }));
+    EXPECT_EQ(subscriber.Tell("await 1"), "0");
+}
+
+TEST_F(Delivery, EndsWithACloseFromWithinTheCallback)
+{
+    QueueOwner owner;
+    Subscriber subscriber;
+    subscriber.Tell("close-inside");
+
+    owner.Tell("burst 0 10");
+
+    EXPECT_EQ(owner.Tell("closes 1"), "opens=1 closes=1");
+    EXPECT_TRUE(Eventually([&] { return subscriber.Tell("memories") == "0"; }));
+    EXPECT_EQ(subscriber.Tell("await 1"), "0");
+}

@@ -1,0 +1,39 @@
+// Owners and subscribers of queues in processes of their own.
+#ifndef OWNERLINK_TESTS_QUEUE_QUEUE_WORLD_H
+#define OWNERLINK_TESTS_QUEUE_QUEUE_WORLD_H
+
+#include <string>
+
+#include "platform/iam_queue.h"
+#include "tests/hosted/world.h"
+
+inline constexpr const char* kQueue = "dp:/res/test/queue";
+
+// A test peer that publishes a queue.
+class QueueOwner : public OwnerProcess {
+public:
+    explicit QueueOwner(const std::string& name = kQueue) : OwnerProcess(name) {}
+};
+
+// A test peer that subscribes to one.
+class Subscriber : public OwnerProcess {
+public:
+    explicit Subscriber(const std::string& name = kQueue) : OwnerProcess("subscribe " + name) {}
+};
+
+// "first,first+1,...": what a subscriber answers that got `count` numbers.
+inline std::string Numbers(int first, int count)
+{
+    std::string numbers;
+    for (int i = first; i < first + count; ++i) {
+        numbers += (i == first ? "" : ",") + std::to_string(i);
+    }
+    return numbers;
+}
+
+inline std::string FailedWith(int error)
+{
+    return "failed " + std::to_string(error);
+}
+
+#endif
