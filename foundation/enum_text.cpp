@@ -10,17 +10,19 @@
 namespace ProcMgr {
 namespace {
 
+// The tables are never destroyed: an owner's callback that outlasts the exit of its process still
+// logs.
 using Texts = std::vector<std::string>;
 
-const Texts reportAppStateTypes = {
+const Texts& reportAppStateTypes = *new const Texts{
     "RUNNING_NORMAL_START",   "RUNNING_NORMAL_RESTART",   "RUNNING_ABNORMAL_TERM_TIMEOUT",
     "TERMINATED_NORMAL_EXIT", "TERMINATED_ABNORMAL_EXIT", "INVALID_INTERMEDIATE_STATE",
 };
-const Texts processStates = {
+const Texts& processStates = *new const Texts{
     "INITSTATE", "STARTING", "RUNNING", "TERMINATING", "TERMINATED", "RESTARTING",
 };
-const Texts baseServiceStates = {"INIT", "RESTARTING", "RUNNING", "TERMINATING"};
-const Texts appExecStates = {"RUNNING", "TERMINATED"};
+const Texts& baseServiceStates = *new const Texts{"INIT", "RESTARTING", "RUNNING", "TERMINATING"};
+const Texts& appExecStates = *new const Texts{"RUNNING", "TERMINATED"};
 
 std::string TextAt(const Texts& texts, unsigned long value)
 {
@@ -31,7 +33,8 @@ std::string TextAt(const Texts& texts, unsigned long value)
 
 std::string GetSysState(unsigned long value)
 {
-    static const std::map<unsigned long, std::string> states = {
+    using States = std::map<unsigned long, std::string>;
+    static const States& states = *new const States{
         {OFF, "OFF"},
         {WORKING, "WORKING"},
         {SUSPEND, "SUSPEND"},
@@ -46,19 +49,19 @@ std::string GetSysState(unsigned long value)
 
 std::string GetGroupOwner(unsigned long value)
 {
-    static const Texts owners = {"DATAMASTER", "IAM", "APPMGR"};
+    static const Texts& owners = *new const Texts{"DATAMASTER", "IAM", "APPMGR"};
     return TextAt(owners, value);
 }
 
 std::string GetOptionType(unsigned long value)
 {
-    static const Texts options = {"START", "TERM", "RESTART"};
+    static const Texts& options = *new const Texts{"START", "TERM", "RESTART"};
     return TextAt(options, value);
 }
 
 std::string GetAppState(unsigned long value)
 {
-    static const Texts states = {
+    static const Texts& states = *new const Texts{
         "SUCCESS", "TERM_FAILED", "START_FAILED",        "RESTART_FAILED",
         "INIT",    "PROCESSING",  "START_FAILED_BY_EIO",
     };

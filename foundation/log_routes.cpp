@@ -7,9 +7,12 @@
 namespace ProcMgr {
 namespace {
 
+// A table is never destroyed: an owner's callback that outlasts the exit of its process still logs.
+using Levels = std::map<GrpOwnerLogLevel, int>;
+
 bool syslogEnabled = false;  // set once and read often, on any thread
 
-int Translate(const std::map<GrpOwnerLogLevel, int>& table, GrpOwnerLogLevel level, int otherwise)
+int Translate(const Levels& table, GrpOwnerLogLevel level, int otherwise)
 {
     const auto found = table.find(level);
     return found == table.end() ? otherwise : found->second;
@@ -29,7 +32,7 @@ bool IsSyslogEnable()
 
 int GetSyslogLevel(GrpOwnerLogLevel level)
 {
-    static const std::map<GrpOwnerLogLevel, int> syslogLevel = {
+    static const Levels& syslogLevel = *new const Levels{
         {GRP_LOG_DEBUG, LOG_DEBUG}, {GRP_LOG_INFO, LOG_INFO},     {GRP_LOG_WARN, LOG_WARNING},
         {GRP_LOG_ERROR, LOG_ERR},   {GRP_LOG_NOTICE, LOG_NOTICE},
     };
@@ -38,7 +41,7 @@ int GetSyslogLevel(GrpOwnerLogLevel level)
 
 int GetDLogLevel(GrpOwnerLogLevel level)
 {
-    static const std::map<GrpOwnerLogLevel, int> dlogLevel = {
+    static const Levels& dlogLevel = *new const Levels{
         {GRP_LOG_DEBUG, 0}, {GRP_LOG_INFO, 1},    {GRP_LOG_WARN, 2},
         {GRP_LOG_ERROR, 3}, {GRP_LOG_NOTICE, 16},
     };
