@@ -131,7 +131,7 @@ TEST_F(Control, AListOf3888BytesArrivesAndLongerOnesFail)
     Start(APPMGR);
     WriteConfig(
         ConfigEntry("appmgr", "OsType: 0, GroupOwner: 2, SecVfs: \"" + ResourceOf(APPMGR) + '"'));
-    for (const size_t size : {3888, 3889, 3892, 3893, 5000}) {
+    for (const size_t size : {3888U, 3889U, 3892U, 3893U, 5000U}) {
         const std::string name(size - 3, 'n');
         ASSERT_TRUE(Owner(APPMGR).Tell("apps " + name));
         Names names;

@@ -11,12 +11,36 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <vector>
 
 namespace {
 
 constexpr const char* kWorldVariable = "OWNERLINK_TEST_WORLD";
 constexpr int kRefusedNamespace = 77;
+
+// A sanitizer's report ends its process and stays, also when the test kills that process.
+void KeepSanitizerReports(const std::string& directory)
+{
+    for (const char* variable : {"ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"}) {
+        const char* const before = getenv(variable);
+        const std::string options = before == nullptr ? "" : std::string(before) + ':';
+        setenv(variable, (options + "halt_on_error=1:log_path=" + directory + "/sanitizer").c_str(),
+               1);
+    }
+}
+
+bool PrintSanitizerReports(const std::string& directory)
+{
+    bool isAny = false;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        if (entry.path().filename().string().rfind("sanitizer.", 0) == 0) {
+            isAny = true;
+            std::cerr << std::ifstream(entry.path()).rdbuf() << std::endl;
+        }
+    }
+    return isAny;
+}
 
 std::string MakeWorld()
 {
@@ -30,6 +54,7 @@ std::string MakeWorld()
     // One file for each process of the world; each process has its own number.
     setenv("OWNERLINK_LOG", ("info,file:" + directory + "/%p.log").c_str(), 1);
     unsetenv("DATAMASTER_RUN_MODE");
+    KeepSanitizerReports(directory);
     std::ofstream(directory + "/owners.yaml") << UsualConfig();
     return directory;
 }
@@ -63,6 +88,7 @@ int MakeWorldAndRun(char** argv)
         return 1;
     }
     const int status = RunInside(directory, argv);
+    const bool isUnclean = PrintSanitizerReports(directory);
     std::error_code ignored;
     std::filesystem::remove_all(directory, ignored);
     if (status == kRefusedNamespace) {
@@ -71,7 +97,7 @@ int MakeWorldAndRun(char** argv)
                      "which this system refuses\n");
         return 1;
     }
-    return status;
+    return isUnclean ? 1 : status;
 }
 
 }  // namespace
