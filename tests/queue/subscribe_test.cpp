@@ -1,0 +1,293 @@
+// Opening and publishing queues: who is let in, which hooks run, what each refusal says.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <future>
+#include <memory>
+#include <vector>
+
+#include "platform/hosted/queue_service.h"
+#include "tests/queue/queue_world.h"
+
+using testing::HasSubstr;
+
+namespace {
+
+using Subscribing = HostedTest;
+using Publishing = HostedTest;
+
+int OnEvent(int, void*, unsigned long)
+{
+    return 0;
+}
+
+size_t Failure(int error)
+{
+    return static_cast<size_t>(-error);
+}
+
+int RegisterQueue(const char* name, const IAMQueueOps* ops)
+{
+    const IAMQueueServiceDesc desc = {name, ops, 5000, 0};
+    return IAMRegisterQueueService(&desc);
+}
+
+IAMQueueOps HarmlessHooks()
+{
+    const auto hook = [](IamQfsMgrFile*) {
+        return 0;
+    };
+    return {nullptr, nullptr, hook, hook, nullptr};
+}
+
+}  // namespace
+
+TEST_F(Subscribing, ToANameWithoutAnOwnerIsENOENT)
+{
+    EXPECT_EQ(Open(kQueue), (CallResult{-1, ENOENT}));
+}
+
+TEST_F(Subscribing, ToADeadOwnersLeftoverIsENOENT)
+{
+    {
+        QueueOwner owner;
+        ASSERT_EQ(owner.FirstLine(), "ready");
+    }
+    EXPECT_EQ(Open(kQueue), (CallResult{-1, ENOENT}));
+}
+
+TEST_F(Subscribing, GivesTheLowestFreeNumberOfTheQueuesRange)
+{
+    QueueOwner owner;
+
+    EXPECT_EQ(Open(kQueue, O_RDONLY), (CallResult{0x60000000, 0}));
+    EXPECT_EQ(Open(kQueue, O_RDWR), (CallResult{0x60000001, 0}));
+    EXPECT_EQ(Close(0x60000000), (CallResult{0, 0}));
+    EXPECT_EQ(Open(kQueue), (CallResult{0x60000000, 0}));
+}
+
+TEST_F(Subscribing, ReturnsWhenTheOpenHookHas)
+{
+    QueueOwner owner;
+    owner.Tell("hold");
+    auto open = std::async(std::launch::async, [] { return Open(kQueue); });
+    owner.Tell("held");
+
+    EXPECT_EQ(open.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    owner.Tell("release");
+
+    EXPECT_EQ(open.get(), (CallResult{0x60000000, 0}));
+    EXPECT_EQ(owner.Tell("files 1"), "opens=1 closes=0");
+}
+
+TEST_F(Subscribing, FailsWithEIOWhenTheOpenHookIsNegativeAndTheCloseHookRunsAllTheSame)
+{
+    QueueOwner owner;
+    owner.Tell("open-result -15794176");
+
+    EXPECT_EQ(Open(kQueue), (CallResult{-1, EIO}));
+
+    EXPECT_EQ(owner.Tell("closes 1"), "opens=1 closes=1");
+    EXPECT_EQ(owner.Tell("memories"), "0");
+    owner.Tell("open-result 0");
+    EXPECT_GE(Open(kQueue).result, 0);
+}
+
+TEST_F(Subscribing, FailsWithEIOWhenTheOpenHookThrows)
+{
+    QueueOwner owner;
+    owner.Tell("open-result throw");
+
+    EXPECT_EQ(Open(kQueue), (CallResult{-1, EIO}));
+
+    EXPECT_EQ(owner.Tell("closes 1"), "opens=1 closes=1");
+    EXPECT_THAT(owner.Log(), HasSubstr("exception left the open hook of dp:/res/test/queue: "
+                                       "thrown by the test"));
+}
+
+TEST_F(Subscribing, OutlivesACloseHookThatFailsOrThrows)
+{
+    QueueOwner owner;
+    owner.Tell("close-result -1");
+    Close(OpenOrFail(kQueue));
+    EXPECT_EQ(owner.Tell("closes 1"), "opens=1 closes=1");
+    owner.Tell("close-result throw");
+    Close(OpenOrFail(kQueue));
+    EXPECT_EQ(owner.Tell("closes 2"), "opens=2 closes=2");
+
+    Subscriber subscriber;
+    owner.Tell("report 1");
+
+    EXPECT_EQ(subscriber.Tell("await 1"), "1");
+}
+
+TEST_F(Subscribing, AnswersInTimeWhenTheOwnerIsStopped)
+{
+    QueueOwner owner;
+    owner.Stop();
+
+    EXPECT_EQ(Open(kQueue), (CallResult{-1, ETIMEDOUT}));  // the queue's own limit, 5 s
+}
+
+TEST_F(Subscribing, BeyondTheLimitOfAProcessIsEBUSYAndLogged)
+{
+    QueueOwner owner;
+    for (int i = 0; i < hosted::kSubscribersPerProcess; ++i) {
+        ASSERT_GE(Open(kQueue).result, 0);
+    }
+
+    EXPECT_EQ(Open(kQueue), (CallResult{-1, EBUSY}));
+
+    EXPECT_THAT(owner.Log(), HasSubstr("subscription to dp:/res/test/queue refused: process " +
+                                       std::to_string(getpid())));
+    EXPECT_THAT(owner.Log(), HasSubstr("limit of process 16, count 16"));
+    Subscriber other;
+    EXPECT_EQ(other.FirstLine(), "ready");
+}
+
+TEST_F(Subscribing, HasRoomAgainAtOnceAfterAClose)
+{
+    QueueOwner owner;
+    for (int i = 0; i < 10 * hosted::kSubscribersPerProcess; ++i) {
+        const CallResult opened = Open(kQueue);
+        ASSERT_GE(opened.result, 0) << i;
+        if (i >= hosted::kSubscribersPerProcess - 1) {
+            Close(static_cast<int>(opened.result));
+        }
+    }
+}
+
+TEST_F(Subscribing, BeyondTheLimitOfTheQueueIsEBUSY)
+{
+    QueueOwner owner;
+    owner.Tell("pool 16 4");
+    std::vector<std::unique_ptr<Subscriber>> subscribers;
+    const int each = hosted::kSubscribersPerProcess;
+    for (int i = 0; i < hosted::kSubscribersPerQueue / each; ++i) {
+        subscribers.push_back(std::make_unique<Subscriber>());
+        for (int j = 1; j < each; ++j) {
+            ASSERT_EQ(subscribers.back()->Tell(std::string("subscribe ") + kQueue), "ready");
+        }
+    }
+
+    EXPECT_EQ(Open(kQueue), (CallResult{-1, EBUSY}));
+
+    EXPECT_THAT(owner.Log(), HasSubstr("limit of queue 256, count 256"));
+    subscribers.pop_back();
+    EXPECT_GE(Open(kQueue).result, 0);
+}
+
+TEST_F(Subscribing, LeavesReadAndIoctlUnsupported)
+{
+    QueueOwner owner;
+    const int fd = OpenOrFail(kQueue);
+    std::string buffer(4, '\0');
+
+    EXPECT_EQ(Read(fd, buffer), (CallResult{-1, EOPNOTSUPP}));
+    EXPECT_EQ(Ioctl(fd, 0), (CallResult{-1, EOPNOTSUPP}));
+    Close(fd);
+    EXPECT_EQ(Read(fd, buffer), (CallResult{-1, EBADF}));
+    EXPECT_EQ(Ioctl(fd, 0), (CallResult{-1, EBADF}));
+    EXPECT_EQ(Close(fd), (CallResult{-1, EBADF}));
+}
+
+TEST_F(Subscribing, TakesOneReaderForADescriptorAndNoneForOthers)
+{
+    QueueOwner owner;
+    const int fd = OpenOrFail(kQueue);
+
+    EXPECT_EQ(IAMFastReadAsync(fd, nullptr), Failure(EFAULT));
+    EXPECT_EQ(IAMFastReadAsync(fd, OnEvent), 0U);
+    EXPECT_EQ(IAMFastReadAsync(fd, OnEvent), Failure(EALREADY));
+    EXPECT_EQ(IAMFastReadAsync(-1, OnEvent), Failure(EBADF));
+    EXPECT_EQ(IAMFastReadAsync(fd + 1, OnEvent), Failure(EBADF));
+    Close(fd);
+    EXPECT_EQ(IAMFastReadAsync(fd, OnEvent), Failure(EBADF));
+}
+
+TEST_F(Publishing, ANameThatALivingProcessHoldsIsRefused)
+{
+    QueueOwner owner;
+    const IAMQueueOps ops = HarmlessHooks();
+
+    EXPECT_EQ(RegisterQueue(kQueue, &ops), -EADDRINUSE);
+
+    Subscriber subscriber;
+    owner.Tell("report 1");
+    EXPECT_EQ(subscriber.Tell("await 1"), "1");
+}
+
+TEST_F(Publishing, ANameTwiceInOneProcessIsRefused)
+{
+    QueueOwner owner;
+
+    EXPECT_EQ(owner.Tell(std::string("publish ") + kQueue), FailedWith(EADDRINUSE));
+    EXPECT_EQ(owner.Tell("publish dp:/res/test/other"), "ready");
+}
+
+TEST_F(Publishing, TheNameOfAResourceFileIsRefused)
+{
+    QueueOwner owner;
+    IAMFileOps ops = {};
+    const IAMServiceDesc file = {kQueue, &ops, 5000};
+
+    EXPECT_EQ(IAMRegisterService(&file), -1);
+    EXPECT_EQ(errno, EADDRINUSE);
+}
+
+TEST_F(Publishing, WithoutNameOrHooksIsRefused)
+{
+    IAMQueueOps ops = HarmlessHooks();
+
+    EXPECT_EQ(IAMRegisterQueueService(nullptr), -EINVAL);
+    EXPECT_EQ(RegisterQueue(nullptr, &ops), -EINVAL);
+    EXPECT_EQ(RegisterQueue("", &ops), -EINVAL);
+    EXPECT_EQ(RegisterQueue(kQueue, nullptr), -EINVAL);
+    EXPECT_EQ(RegisterQueue(std::string(4097, 'x').c_str(), &ops), -ENAMETOOLONG);
+    ops.open = nullptr;
+    EXPECT_EQ(RegisterQueue(kQueue, &ops), -EINVAL);
+    ops = HarmlessHooks();
+    ops.close = nullptr;
+    EXPECT_EQ(RegisterQueue(kQueue, &ops), -EINVAL);
+}
+
+TEST_F(Publishing, CopiesWhatItIsGiven)
+{
+    std::string name = kQueue;
+    IAMQueueOps ops = HarmlessHooks();
+    ASSERT_EQ(RegisterQueue(name.c_str(), &ops), 0);
+    name.assign(name.size(), 'x');
+    ops = {};
+
+    EXPECT_GE(Open(kQueue).result, 0);
+}
+
+TEST_F(Publishing, ALongNameWorks)
+{
+    const std::string name(4096, 'n');
+    QueueOwner owner(name);
+    ASSERT_EQ(owner.FirstLine(), "ready");
+    Subscriber subscriber(name);
+
+    owner.Tell("report 1");
+
+    EXPECT_EQ(subscriber.Tell("await 1"), "1");
+}
+
+TEST_F(Publishing, InADirectoryThatOthersMayWriteIsRefused)
+{
+    chmod(directory_.Path().c_str(), 0777);
+    const IAMQueueOps ops = HarmlessHooks();
+
+    EXPECT_EQ(RegisterQueue(kQueue, &ops), -EACCES);
+}
+
+TEST_F(Publishing, OpensWithinTheOwnersOwnProcessToo)
+{
+    const IAMQueueOps ops = HarmlessHooks();
+    ASSERT_EQ(RegisterQueue(kQueue, &ops), 0);
+
+    EXPECT_GE(Open(kQueue).result, 0);
+}
