@@ -36,7 +36,7 @@ bool WriteQuery(const QueryAppStatusMsg& msg, OwnerlinkRequestMsg& request)
 bool ReadAnswers(const OwnerlinkResponseMsg& response, uint8_t& result,
                  std::vector<AppStatus>& appStatus)
 {
-    ProcMgr::FieldReader reader(response.data, response.size);
+    ProcMgr::FieldReader reader(response);
     uint32_t count = 0;
     if (!reader.Read(result) || !reader.Read(count) || count > reader.Left()) {
         return false;

@@ -12,7 +12,7 @@ namespace {
 
 bool ReadQuery(const OwnerlinkRequestMsg& request, QueryAppStatusMsg& query)
 {
-    FieldReader reader(request.data, request.size);
+    FieldReader reader(request);
     uint32_t count = 0;
     if (!reader.Read(count) || count > reader.Left()) {
         return false;

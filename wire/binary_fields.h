@@ -14,11 +14,14 @@
 namespace ProcMgr {
 
 // Reads the first `size` bytes of a record's payload, and never beyond the record: whatever `size`
-// claims, a field there would fail. After a false the reader is of no further use.
+// claims, a field there would fail. Between the payload's capacity and the record's end lie four
+// bytes that a `size` may still claim. After a false the reader is of no further use.
 class FieldReader {
 public:
-    FieldReader(const char* data, uint64_t size)
-        : data_(data), end_(static_cast<size_t>(std::min<uint64_t>(size, kDataCapacity)))
+    template <typename Record>
+    explicit FieldReader(const Record& record)
+        : data_(reinterpret_cast<const char*>(&record) + kDataOffset),
+          end_(static_cast<size_t>(std::min<uint64_t>(record.size, kRecordSize - kDataOffset)))
     {
     }
 

@@ -234,11 +234,24 @@ INSTANTIATE_TEST_SUITE_P(
         // A size beyond the record does not make it longer.
         Bad{"NameThatReachesBehindTheRecord",
             Number(1) + Number(kCapacity) + std::string(kCapacity - 8, 'n'), 100000},
-        Bad{"TypeBehindTheRecord", Number(1) + Text(std::string(kCapacity - 8, 'n')), 3892},
+        Bad{"TypeBehindTheRecord", Number(1) + Text(std::string(kCapacity - 8, 'n')), 3891},
         Bad{"CountAboveTheRecord", Number(100000), std::numeric_limits<uint64_t>::max()}),
     [](const auto& test) { return test.param.name; });
 
-// What the record holds is read whatever size is claimed above its capacity.
+// The size is taken as it stands up to the record's end: here the type lies in its reserved bytes.
+TEST_F(Query, TypeBehindThePayloadIsReadFromTheRecord)
+{
+    Register();
+    auto request = RequestOf(Number(1) + Text(std::string(kCapacity - 8, 'n')));
+    request.size = 3892;
+    request.reserved = 7;
+
+    Send(kQuery, request);
+
+    EXPECT_THAT(times, ElementsAre(5000, 7));
+}
+
+// What the record holds is read whatever size is claimed beyond it.
 TEST_F(Query, SizeAboveTheRecordIsTakenForTheRecords)
 {
     Register();

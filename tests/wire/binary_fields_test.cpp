@@ -107,15 +107,19 @@ TEST_F(FieldWriting, FailsWithTheCopyOfAText)
     EXPECT_FALSE(writer_.Write(std::string("abc")));
 }
 
+// Up to the end of the record, its four reserved bytes included.
+constexpr size_t kBytesBehindTheHead = 3892;
+
 class FieldReading : public PlatformTest {
 protected:
     FieldReader ReaderOf(const std::string& bytes)
     {
-        std::copy_n(bytes.begin(), bytes.size(), data_);
-        return {data_, bytes.size()};
+        std::copy_n(bytes.begin(), bytes.size(), record_.data);
+        record_.size = bytes.size();
+        return FieldReader(record_);
     }
 
-    Data data_ = {};
+    ProcMgr::OwnerlinkRequestMsg record_;
     std::string text_ = "before";
     uint32_t number_ = 99;
 };
@@ -198,27 +202,30 @@ TEST_F(FieldReading, RefusesTheLargestLengthOfAText)
 // Whatever the size claims: the bytes behind the record belong to somebody else.
 TEST_F(FieldReading, StopsAtTheEndOfTheRecord)
 {
-    for (const uint64_t size : {uint64_t{3889}, uint64_t{1} << 32, UINT64_MAX}) {
-        FieldReader reader(data_, size);
+    for (const uint64_t size : {uint64_t{3892}, uint64_t{3893}, uint64_t{1} << 32, UINT64_MAX}) {
+        record_.size = size;
+        const FieldReader reader(record_);
 
-        EXPECT_EQ(reader.Left(), kDataCapacity);
+        EXPECT_EQ(reader.Left(), kBytesBehindTheHead);
     }
 }
 
 TEST_F(FieldReading, RefusesATextThatPassesTheRecord)
 {
-    const uint32_t length = kDataCapacity - sizeof(uint32_t) + 1;
-    std::memcpy(data_, &length, sizeof(length));
-    FieldReader reader(data_, UINT64_MAX);
+    const uint32_t length = kBytesBehindTheHead - sizeof(uint32_t) + 1;
+    std::memcpy(record_.data, &length, sizeof(length));
+    record_.size = UINT64_MAX;
+    FieldReader reader(record_);
 
     EXPECT_FALSE(reader.Read(text_));
 }
 
 TEST_F(FieldReading, TakesATextThatEndsWithTheRecord)
 {
-    const uint32_t length = kDataCapacity - sizeof(uint32_t);
-    std::memcpy(data_, &length, sizeof(length));
-    FieldReader reader(data_, kDataCapacity);
+    const uint32_t length = kBytesBehindTheHead - sizeof(uint32_t);
+    std::memcpy(record_.data, &length, sizeof(length));
+    record_.size = kBytesBehindTheHead;
+    FieldReader reader(record_);
 
     EXPECT_TRUE(reader.Read(text_));
 
