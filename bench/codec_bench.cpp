@@ -182,7 +182,7 @@ void RegisterQueryFields()
     OwnerlinkRequestMsg request;
     request.size = WriteNames(applications, request);
     Register("query: read the fields", kNames, [request] {
-        ProcMgr::FieldReader reader(request.data, request.size);
+        ProcMgr::FieldReader reader(request);
         uint32_t count = 0;
         reader.Read(count);
         std::vector<AppStatus> answers(count);

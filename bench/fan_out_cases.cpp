@@ -85,6 +85,7 @@ void RunCodecs(const std::vector<AppInfo>& share)
         ProcMgr::OwnerlinkResponseMsg response;
         bool verdict = false;
         ProcMgr::SS::UnPackChangeAppInfoRequestMsg(&record, received);
+        results.reserve(received.size());
         for (const AppInfo& app : received) {
             results.emplace_back(app.appName, SUCCESS);
         }

@@ -47,7 +47,7 @@ void Select(std::vector<bench::Case>& cases, const std::string& filter)
         }
     }
     std::erase_if(cases,
-                  [&](const bench::Case& subject) { return wanted.count(subject.name) == 0; });
+                  [&](const bench::Case& subject) { return !wanted.contains(subject.name); });
 }
 
 void Measure(const std::vector<bench::Case>& cases, const std::string& rounds)
@@ -131,12 +131,11 @@ void MeasureAll(int rounds, int defaultLogRounds)
     PrintTable(results);
 }
 
-bool Play(const Arguments& arguments)
+using Roles = std::map<std::string, std::function<void()>>;
+
+Roles RolesWith(const std::string& word, const std::string& filter)
 {
-    const std::string role = arguments.empty() ? "all" : arguments[0];
-    const std::string word = arguments.size() > 1 ? arguments[1] : "";
-    const std::string filter = arguments.size() > 2 ? arguments[2] : "";
-    const std::map<std::string, std::function<void()>> roles = {
+    return {
         {"all",
          [] {
              MeasureAll(kRounds, kDefaultLogRounds);
@@ -150,11 +149,11 @@ bool Play(const Arguments& arguments)
              std::cout << bench::OwnerTable();
          }},
         {"calls",
-         [&] {
+         [=] {
              MeasureCalls(word, filter);
          }},
         {"default-log",
-         [&] {
+         [=] {
              MeasureDefaultLog(word);
          }},
         {"codecs",
@@ -162,14 +161,23 @@ bool Play(const Arguments& arguments)
              MeasureCodecs();
          }},
         {"owner",
-         [&] {
+         [=] {
              bench::ServeAsOwner(word);
          }},
         {"bare",
-         [&] {
+         [=] {
              bench::ServeBareConnections(word);
          }},
     };
+}
+
+bool Play(const Arguments& arguments)
+{
+    const auto argument = [&](size_t at) {
+        return arguments.size() > at ? arguments[at] : "";
+    };
+    const std::string role = arguments.empty() ? "all" : arguments[0];
+    const Roles roles = RolesWith(argument(1), argument(2));
     const auto found = roles.find(role);
     if (found == roles.end()) {
         return false;

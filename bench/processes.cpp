@@ -2,12 +2,12 @@
 
 #include <fcntl.h>
 #include <sched.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
@@ -53,7 +53,7 @@ RoleProcess::~RoleProcess()
         kill(process_, SIGKILL);
         waitpid(process_, nullptr, 0);
     }
-    fclose(output_);
+    (void)fclose(output_);
 }
 
 bool RoleProcess::ReadLine(std::string& line)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <map>
 #include <numeric>
 #include <random>
@@ -19,7 +20,7 @@ struct Samples {
 
 double Percentile(std::vector<double> values, double part)
 {
-    const auto at = static_cast<size_t>(part * static_cast<double>(values.size() - 1) + 0.5);
+    const auto at = static_cast<size_t>(std::lround(part * static_cast<double>(values.size() - 1)));
     const auto place = values.begin() + static_cast<std::ptrdiff_t>(at);
     std::nth_element(values.begin(), place, values.end());
     return *place;
@@ -39,6 +40,7 @@ double TimeOne(const Case& subject)
 void RunCase(const Case& subject, Samples& samples)
 {
     std::vector<double> round;
+    round.reserve(static_cast<size_t>(subject.callsPerRound));
     for (int i = 0; i < subject.callsPerRound; ++i) {
         round.push_back(TimeOne(subject));
     }
@@ -104,7 +106,7 @@ std::vector<Figure> RunRounds(const std::vector<Case>& cases, int rounds)
     }
     std::vector<size_t> order(cases.size());
     std::iota(order.begin(), order.end(), size_t{0});
-    std::mt19937 random(kSeed);
+    std::mt19937 random(kSeed);  // NOLINT(cert-msc32-c,cert-msc51-cpp): wanted, see kSeed
     for (int round = 0; round < rounds; ++round) {
         std::shuffle(order.begin(), order.end(), random);
         for (const size_t at : order) {
