@@ -204,7 +204,8 @@ int FileClient::SetTimeout(int number, int timeoutMs)
     if (timeoutMs == 0 || timeoutMs < -1) {
         return EINVAL;
     }
-    return table_.SetTimeout(number, timeoutMs);
+    const int error = table_.SetTimeout(number, timeoutMs);
+    return error == EBADF && QueueClient::Instance().IsOpen(number) ? EOPNOTSUPP : error;
 }
 
 void FileClient::LockForFork()

@@ -9,16 +9,25 @@
 
 inline constexpr const char* kQueue = "dp:/res/test/queue";
 
-// A test peer that publishes a queue.
-class QueueOwner : public OwnerProcess {
+// A test peer. What a sanitizer has found in it fails the test.
+class QueuePeer : public OwnerProcess {
 public:
-    explicit QueueOwner(const std::string& name = kQueue) : OwnerProcess(name) {}
+    using OwnerProcess::OwnerProcess;
+    ~QueuePeer() { EXPECT_THAT(Log(), testing::Not(testing::HasSubstr("Sanitizer"))); }
+    QueuePeer(const QueuePeer&) = delete;
+    QueuePeer& operator=(const QueuePeer&) = delete;
+};
+
+// A test peer that publishes a queue.
+class QueueOwner : public QueuePeer {
+public:
+    explicit QueueOwner(const std::string& name = kQueue) : QueuePeer(name) {}
 };
 
 // A test peer that subscribes to one.
-class Subscriber : public OwnerProcess {
+class Subscriber : public QueuePeer {
 public:
-    explicit Subscriber(const std::string& name = kQueue) : OwnerProcess("subscribe " + name) {}
+    explicit Subscriber(const std::string& name = kQueue) : QueuePeer("subscribe " + name) {}
 };
 
 // "first,first+1,...": what a subscriber answers that got `count` numbers.

@@ -14,9 +14,9 @@ constexpr const char* kEvents = "dp:/res/pm/sys_event";
 constexpr const char* kNotRegistered = "15794952";
 constexpr const char* kNoBlock = "15794697";
 
-class Manager : public OwnerProcess {
+class Manager : public QueuePeer {
 public:
-    Manager() : OwnerProcess("subscribe manager") {}
+    Manager() : QueuePeer("subscribe manager") {}
 };
 
 class EventRoad : public HostedTest {};

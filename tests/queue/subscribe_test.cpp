@@ -1,6 +1,9 @@
 // Opening and publishing queues: who is let in, which hooks run, what each refusal says.
 #include <fcntl.h>
+#include <grp.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -33,6 +36,62 @@ int RegisterQueue(const char* name, const IAMQueueOps* ops)
     const IAMQueueServiceDesc desc = {name, ops, 5000, 0};
     return IAMRegisterQueueService(&desc);
 }
+
+// The files' modes would keep another user out before the owner does.
+void LetEverybodyIn(const RuntimeDirectory& directory)
+{
+    chmod(directory.Path().c_str(), 0755);
+    for (const std::string& file : directory.Files()) {
+        chmod((directory.Path() + "/" + file).c_str(), 0666);
+    }
+}
+
+// A process of the user nobody that opens the queue `count` times and stays until its object goes.
+class OtherUsersProcess {
+public:
+    explicit OtherUsersProcess(int count)
+    {
+        EXPECT_EQ(pipe2(answer_, O_CLOEXEC), 0);
+        process_ = fork();
+        if (process_ == 0) {
+            Run(count);
+        }
+    }
+    ~OtherUsersProcess()
+    {
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+        close(answer_[0]);
+        close(answer_[1]);
+    }
+    OtherUsersProcess(const OtherUsersProcess&) = delete;
+    OtherUsersProcess& operator=(const OtherUsersProcess&) = delete;
+
+    // 0, or the errno number of the open that failed.
+    int Answer() const
+    {
+        int answer = -1;
+        EXPECT_EQ(read(answer_[0], &answer, sizeof answer), static_cast<ssize_t>(sizeof answer));
+        return answer;
+    }
+
+private:
+    [[noreturn]] void Run(int count) const
+    {
+        int answer =
+            setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0 ? 0 : -1;
+        for (int i = 0; i < count && answer == 0; ++i) {
+            answer = Open(kQueue).error;
+        }
+        (void)!write(answer_[1], &answer, sizeof answer);
+        while (true) {
+            pause();
+        }
+    }
+
+    int answer_[2] = {-1, -1};
+    pid_t process_ = -1;
+};
 
 IAMQueueOps HarmlessHooks()
 {
@@ -179,7 +238,42 @@ TEST_F(Subscribing, BeyondTheLimitOfTheQueueIsEBUSY)
     EXPECT_GE(Open(kQueue).result, 0);
 }
 
-TEST_F(Subscribing, LeavesReadAndIoctlUnsupported)
+// Another user's processes, each with as many subscriptions as a process may have.
+TEST_F(Subscribing, BeyondTheLimitOfAnotherUserIsEBUSY)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can be another user";
+    }
+    setenv("OWNERLINK_GROUP", "nogroup", 1);
+    QueueOwner owner;
+    LetEverybodyIn(directory_);
+    std::vector<std::unique_ptr<OtherUsersProcess>> processes;
+    for (int i = 0; i < hosted::kSubscribersPerUser / hosted::kSubscribersPerProcess; ++i) {
+        processes.push_back(std::make_unique<OtherUsersProcess>(hosted::kSubscribersPerProcess));
+        EXPECT_EQ(processes.back()->Answer(), 0);
+    }
+
+    EXPECT_EQ(OtherUsersProcess(1).Answer(), EBUSY);
+
+    EXPECT_THAT(owner.Log(), HasSubstr("limit of user 64, count 64"));
+    EXPECT_GE(Open(kQueue).result, 0);  // the owner's own user is not counted so
+}
+
+TEST_F(Subscribing, OfAUserWhoIsNotPermittedIsEACCES)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can be another user";
+    }
+    setenv("OWNERLINK_GROUP", "nobody-has-this-group", 1);
+    QueueOwner owner;
+    LetEverybodyIn(directory_);
+
+    EXPECT_EQ(OtherUsersProcess(1).Answer(), EACCES);
+
+    EXPECT_THAT(owner.Log(), HasSubstr("of user 65534 is not permitted"));
+}
+
+TEST_F(Subscribing, LeavesReadIoctlAndTimeOutUnsupported)
 {
     QueueOwner owner;
     const int fd = OpenOrFail(kQueue);
@@ -187,6 +281,8 @@ TEST_F(Subscribing, LeavesReadAndIoctlUnsupported)
 
     EXPECT_EQ(Read(fd, buffer), (CallResult{-1, EOPNOTSUPP}));
     EXPECT_EQ(Ioctl(fd, 0), (CallResult{-1, EOPNOTSUPP}));
+    EXPECT_EQ(IAMResetFileConfig(fd, 100), -1);
+    EXPECT_EQ(errno, EOPNOTSUPP);
     Close(fd);
     EXPECT_EQ(Read(fd, buffer), (CallResult{-1, EBADF}));
     EXPECT_EQ(Ioctl(fd, 0), (CallResult{-1, EBADF}));
