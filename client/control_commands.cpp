@@ -5,7 +5,7 @@
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
 #include "client/result_codes.h"
-#include "foundation/text_stream.h"
+#include "foundation/text_reader.h"
 #include "wire/record_limits.h"
 
 namespace Ownerlink {
@@ -15,9 +15,9 @@ using ProcMgr::GetGroupOwner;
 
 // Reads the names behind the verdict. The first token is the empty rest of the verdict's own field;
 // like every empty one it is skipped.
-void ReadAppNames(std::istream& stream, GroupOwner owner, std::vector<std::string>& apps)
+void ReadAppNames(ProcMgr::TextReader& reader, GroupOwner owner, std::vector<std::string>& apps)
 {
-    for (std::string name; std::getline(stream, name, '#');) {
+    for (std::string name; getline(reader, name, '#');) {
         if (name.empty()) {
             continue;
         }
@@ -166,9 +166,9 @@ bool OwnerlinkClientImpl::QueryGrpAppList(SsOperSysType os, GroupOwner owner,
     }
     CLIENT_LOG(kProgress, "Query app list, SendRequestToOwnerByVfs success. groupOwner=%u(%s)",
                static_cast<unsigned>(owner), GetGroupOwner(owner).c_str());
-    auto stream = ProcMgr::TextReader(ProcMgr::PayloadText(response));
-    stream >> result;  // white space alone leaves the transport's true
-    ReadAppNames(stream, owner, apps);
+    ProcMgr::TextReader reader(ProcMgr::PayloadView(response));
+    reader >> result;  // white space alone leaves the transport's true
+    ReadAppNames(reader, owner, apps);
     return result;
 }
 

@@ -197,6 +197,7 @@ void OwnerlinkClientImpl::FillQueryAppStateResult(const QuerySenders& infos,
                                                   int queryType) const
 {
     for (const auto& [resFileName, info] : infos) {
+        appStatus.reserve(appStatus.size() + info.appStatus.size());
         for (const AppStatus& entry : info.appStatus) {
             appStatus.push_back(entry);
             CLIENT_LOG(kProgress, "QueryAppState(cmd=%d): secvfs=%s appName=%s status=%u",

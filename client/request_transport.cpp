@@ -10,7 +10,7 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
-#include "foundation/text_stream.h"
+#include "foundation/text_reader.h"
 #include "platform/securec.h"
 #include "wire/record_limits.h"
 
@@ -191,7 +191,7 @@ bool OwnerlinkClientImpl::GetResultFromResponse(const OwnerlinkResponseMsg& resp
         return false;
     }
     bool result = false;
-    ProcMgr::TextReader(ProcMgr::PayloadText(resp)) >> result;
+    ProcMgr::TextReader(ProcMgr::PayloadView(resp)) >> result;
     return result;
 }
 

@@ -6,7 +6,7 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
-#include "foundation/text_stream.h"
+#include "foundation/text_reader.h"
 #include "platform/iam_queue.h"
 
 namespace Ownerlink {
@@ -66,7 +66,7 @@ int OwnerlinkClientImpl::WakeUpEventCallback(int /*fd*/, void* buf, unsigned lon
 // A text without a number is state 0.
 void OwnerlinkClientImpl::DeSerializeData(const char* buf, SysEvent& event, unsigned long count)
 {
-    event.state = ProcMgr::LeadingNumber<uint32_t>(std::string(buf, count));
+    event.state = ProcMgr::LeadingNumber<uint32_t>({buf, count});
     CLIENT_MILESTONE("WakeUpEvent read wake state=%u(%s)", event.state,
                      ProcMgr::GetSysState(event.state).c_str());
 }

@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "foundation/log_routes.h"
-#include "foundation/text_stream.h"
+#include "foundation/text_reader.h"
 
 namespace ProcMgr {
 namespace {

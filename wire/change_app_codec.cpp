@@ -3,7 +3,10 @@
 
 #include <ownerlink/wire.h>
 
-#include "foundation/text_stream.h"
+#include <sstream>
+
+#include "foundation/text_reader.h"
+#include "foundation/text_writer.h"
 #include "platform/securec.h"
 #include "wire/change_app_limits.h"
 #include "wire/client_unit.h"
@@ -22,21 +25,43 @@ using ProcMgr::kMostApps;
 using ProcMgr::ReadNumber;
 using ProcMgr::ReadText;
 
+namespace {
+
+// Writes to a writer, or to the caller's stream. False at an index that no reader takes.
+template <typename Sink>
+bool WriteDynamicPara(Sink& sink, const AppInfo& appInfo)
+{
+    sink << appInfo.dynamicPara.size() << '#';
+    for (const auto& [index, values] : appInfo.dynamicPara) {
+        if (index > ProcMgr::kLastDynamicPara) {  // signed: a negative index passes both ends
+            CLIENT_LOG(kFailure, "ChangeAppState pack request failed, dynamicPara key=%d", index);
+            return false;
+        }
+        sink << index << '#' << values.size() << '#';
+        for (const std::string& value : values) {
+            sink << value << '#';
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
 bool PackChangeAppInfoRequest(const std::vector<AppInfo>& appInfo,
                               std::vector<std::pair<unsigned int, std::string>>& packedRequest)
 {
-    auto stream = ProcMgr::TextWriter();
+    ProcMgr::TextWriter writer;
     for (const AppInfo& app : appInfo) {
-        stream.str("");
-        stream << app.appName << '#' << app.optionType << '#'
+        writer.Clear();
+        writer << app.appName << '#' << app.optionType << '#'
                << static_cast<uint32_t>(app.args.size()) << '#';
         for (const std::string& arg : app.args) {
-            stream << arg << '#';
+            writer << arg << '#';
         }
-        if (!PackDynamicPara(stream, app)) {
+        if (!WriteDynamicPara(writer, app)) {
             return false;
         }
-        const std::string text = stream.str();
+        const std::string& text = writer.Text();
         if (text.size() > kItemsCapacity) {
             CLIENT_LOG(kFailure, "ChangeAppState pack request failed, size=%lu beyond %lu!!",
                        text.size(), kDataCapacity);
@@ -51,18 +76,7 @@ bool PackChangeAppInfoRequest(const std::vector<AppInfo>& appInfo,
 
 bool PackDynamicPara(std::ostringstream& stream, const AppInfo& appInfo)
 {
-    stream << appInfo.dynamicPara.size() << '#';
-    for (const auto& [index, values] : appInfo.dynamicPara) {
-        if (index > ProcMgr::kLastDynamicPara) {  // signed: a negative index passes both ends
-            CLIENT_LOG(kFailure, "ChangeAppState pack request failed, dynamicPara key=%d", index);
-            return false;
-        }
-        stream << index << '#' << values.size() << '#';
-        for (const std::string& value : values) {
-            stream << value << '#';
-        }
-    }
-    return true;
+    return WriteDynamicPara(stream, appInfo);
 }
 
 bool UnPackChangeAppInfoResponseMsg(const ProcMgr::OwnerlinkResponseMsg& resp, bool& result,
@@ -72,21 +86,21 @@ bool UnPackChangeAppInfoResponseMsg(const ProcMgr::OwnerlinkResponseMsg& resp, b
         CLIENT_LOG(kFailure, "response size=%u bytes is invalid", static_cast<unsigned>(resp.size));
         return false;
     }
-    const std::string text = ProcMgr::PayloadText(resp);
     CLIENT_MILESTONE("%s ChangeAppState unpack response: %s",
-                     BootStrace(ProcMgr::SS_AGENT_NAME).c_str(), text.c_str());
-    auto stream = ProcMgr::TextReader(text);
-    const auto pieces = ReadNumber<uint32_t>(stream);
+                     BootStrace(ProcMgr::SS_AGENT_NAME).c_str(),
+                     ProcMgr::PayloadText(resp).c_str());
+    ProcMgr::TextReader reader(ProcMgr::PayloadView(resp));
+    const auto pieces = ReadNumber<uint32_t>(reader);
     char separator = 0;
-    stream >> result >> separator;  // ahead of the bound: the verdict counts even where that fails
+    reader >> result >> separator;  // ahead of the bound: the verdict counts even where that fails
     if (pieces < 1 || pieces > kMostApps) {
         CLIENT_LOG(kFailure, "ChangeAppState unpack response appSize=%u, should at [1, %zu]",
                    pieces, kMostApps);
         return false;
     }
     for (uint32_t piece = 1; piece < pieces; ++piece) {  // the verdict is the first piece
-        const std::string name = ReadText(stream);
-        const auto state = ReadNumber<uint32_t>(stream);
+        const std::string name = ReadText(reader);
+        const auto state = ReadNumber<uint32_t>(reader);
         appState[name] = state > START_FAILED_BY_EIO ? INIT : static_cast<AppChangeState>(state);
     }
     return true;
@@ -97,20 +111,48 @@ bool UnPackChangeAppInfoResponseMsg(const ProcMgr::OwnerlinkResponseMsg& resp, b
 namespace ProcMgr::SS {
 namespace {
 
-bool ReadApp(std::istringstream& stream, AppInfo& app)
+template <typename Source>
+bool ReadParameters(Source& source, AppInfo& appInfo)
 {
-    app.appName = ReadText(stream);
-    app.optionType = ReadNumber<uint32_t>(stream);
-    const auto argvSize = ReadNumber<uint64_t>(stream);
+    using End = DynamicParaReading::End;
+    const DynamicParaReading reading = ReadDynamicPara(source, appInfo.dynamicPara);
+    switch (reading.end) {
+        case End::kTooManyEntries:
+            SERVER_LOG(GRP_LOG_ERROR,
+                       "ChangeAppState unpack request failed, %s dynamicParaSize=%zu invalid",
+                       appInfo.appName.c_str(), reading.number);
+            return false;
+        case End::kBadIndex:
+            SERVER_LOG(GRP_LOG_ERROR,
+                       "ChangeAppState unpack request failed, %s dynamicPara index=%d invalid",
+                       appInfo.appName.c_str(), reading.index);
+            return false;
+        case End::kTooManyValues:
+            SERVER_LOG(GRP_LOG_ERROR,
+                       "ChangeAppState unpack dynamicPara fail, %s index=%d valueNum=%zu invalid",
+                       appInfo.appName.c_str(), reading.index, reading.number);
+            return false;
+        case End::kComplete:
+            break;
+    }
+    return true;
+}
+
+bool ReadApp(TextReader& reader, AppInfo& app)
+{
+    app.appName = ReadText(reader);
+    app.optionType = ReadNumber<uint32_t>(reader);
+    const auto argvSize = ReadNumber<uint64_t>(reader);
     if (argvSize > kMostArgs) {
         SERVER_LOG(GRP_LOG_WARN, "ChangeAppState owner unpack request argvSize=%lu > %lu", argvSize,
                    kMostArgs);
         return false;
     }
+    app.args.reserve(argvSize);
     for (uint64_t i = 0; i < argvSize; ++i) {
-        app.args.push_back(ReadText(stream));
+        app.args.push_back(ReadText(reader));
     }
-    return UnPackDynamicPara(stream, app);
+    return ReadParameters(reader, app);
 }
 
 // The verdict and one piece for each application. False if one is too long for any record.
@@ -144,11 +186,10 @@ bool UnPackChangeAppInfoRequestMsg(const OwnerlinkRequestMsg* msg, std::vector<A
         SERVER_LOG(GRP_LOG_ERROR, "request size=%lu bytes is invalid", msg->size);
         return false;
     }
-    const std::string text = PayloadText(*msg);
     SERVER_MILESTONE("%s ChangeAppState owner unpack request:%s timeout=%d ms",
-                     BootStrace(SS_SERVER_NAME).c_str(), text.c_str(), msg->timeout);
-    auto stream = TextReader(text);
-    const auto appSize = ReadNumber<uint64_t>(stream);
+                     BootStrace(SS_SERVER_NAME).c_str(), PayloadText(*msg).c_str(), msg->timeout);
+    TextReader reader(PayloadView(*msg));
+    const auto appSize = ReadNumber<uint64_t>(reader);
     if (appSize > kMostApps) {
         SERVER_LOG(GRP_LOG_ERROR, "ChangeAppState owner unpack request appSize=%lu > %lu", appSize,
                    kMostApps);
@@ -156,7 +197,7 @@ bool UnPackChangeAppInfoRequestMsg(const OwnerlinkRequestMsg* msg, std::vector<A
     }
     appInfo.resize(appSize);
     for (AppInfo& app : appInfo) {
-        if (!ReadApp(stream, app)) {
+        if (!ReadApp(reader, app)) {
             return false;
         }
     }
@@ -165,28 +206,7 @@ bool UnPackChangeAppInfoRequestMsg(const OwnerlinkRequestMsg* msg, std::vector<A
 
 bool UnPackDynamicPara(std::istringstream& stream, AppInfo& appInfo)
 {
-    using End = DynamicParaReading::End;
-    const DynamicParaReading reading = ReadDynamicPara(stream, appInfo.dynamicPara);
-    switch (reading.end) {
-        case End::kTooManyEntries:
-            SERVER_LOG(GRP_LOG_ERROR,
-                       "ChangeAppState unpack request failed, %s dynamicParaSize=%zu invalid",
-                       appInfo.appName.c_str(), reading.number);
-            return false;
-        case End::kBadIndex:
-            SERVER_LOG(GRP_LOG_ERROR,
-                       "ChangeAppState unpack request failed, %s dynamicPara index=%d invalid",
-                       appInfo.appName.c_str(), reading.index);
-            return false;
-        case End::kTooManyValues:
-            SERVER_LOG(GRP_LOG_ERROR,
-                       "ChangeAppState unpack dynamicPara fail, %s index=%d valueNum=%zu invalid",
-                       appInfo.appName.c_str(), reading.index, reading.number);
-            return false;
-        case End::kComplete:
-            break;
-    }
-    return true;
+    return ReadParameters(stream, appInfo);
 }
 
 bool PackChangeAppInfoResponse(bool result, const std::vector<AppChangeInfo>& appChangeInfo,

@@ -22,8 +22,9 @@ struct DynamicParaReading {
 };
 
 // Entries of one index merge, and one without values leaves no trace.
-inline DynamicParaReading ReadDynamicPara(std::istream& stream,
-                                          std::map<int, std::vector<std::string>>& dynamicPara)
+template <typename Source>
+DynamicParaReading ReadDynamicPara(Source& stream,
+                                   std::map<int, std::vector<std::string>>& dynamicPara)
 {
     using End = DynamicParaReading::End;
     const auto entries = ReadNumber<uint64_t>(stream);

@@ -4,9 +4,11 @@
 #include <ownerlink/process_manager.h>
 
 #include <algorithm>
+#include <sstream>
 
 #include "foundation/log_routes.h"
-#include "foundation/text_stream.h"
+#include "foundation/text_reader.h"
+#include "foundation/text_writer.h"
 #include "platform/securec.h"
 #include "wire/dynamic_para.h"
 #include "wire/text_fields.h"
@@ -25,29 +27,59 @@ constexpr size_t kLongestStateItem =
 constexpr uint64_t kWindowCapacity = 3955;  // leaves 9 bytes for the count and its '#'
 
 // `size` is the sender's word; a record ends where it ends.
-std::istringstream PayloadReader(const RequestMsg& msg)
+TextReader PayloadReader(const RequestMsg& msg)
 {
-    return TextReader(std::string(msg.data, std::min<uint64_t>(msg.size, kCapacity)));
+    return TextReader(std::string_view(msg.data, std::min<uint64_t>(msg.size, kCapacity)));
+}
+
+template <typename Source>
+bool ReadParameters(Source& source, std::map<int, std::vector<std::string>>& dynamicPara)
+{
+    using End = DynamicParaReading::End;
+    const DynamicParaReading reading = ReadDynamicPara(source, dynamicPara);
+    switch (reading.end) {
+        case End::kTooManyEntries:
+            SYSLOG_RECORD(
+                LOG_ERR,
+                "ProcMgr : ProcMgrMaster unpack request failed, dynamicParaSize=%zu invalid",
+                reading.number);
+            return false;
+        case End::kBadIndex:
+            SYSLOG_RECORD(
+                LOG_ERR,
+                "ProcMgr : ProcMgrMaster unpack request failed, dynamicPara index=%d invalid",
+                reading.index);
+            return false;
+        case End::kTooManyValues:
+            SYSLOG_RECORD(LOG_ERR,
+                          "ProcMgr : ProcMgrMaster unpack request failed, dynamicPara index=%d, "
+                          "valueNum=%zu invalid",
+                          reading.index, reading.number);
+            return false;
+        case End::kComplete:
+            break;
+    }
+    return true;
 }
 
 // Reads start and restart requests. False ends the reading; an application with too many arguments
 // does not, although its arguments are then taken for what follows it.
 template <typename Info, typename LogTooManyArgs>
-void ReadApps(std::istringstream& stream, std::vector<Info>& appList, const std::string& senderName,
+void ReadApps(TextReader& reader, std::vector<Info>& appList, const std::string& senderName,
               const LogTooManyArgs& logTooManyArgs)
 {
     for (Info& app : appList) {
-        app.appName = ReadText(stream);
-        const auto argvSize = ReadNumber<uint32_t>(stream);
+        app.appName = ReadText(reader);
+        const auto argvSize = ReadNumber<uint32_t>(reader);
         if (argvSize > kMostArgs) {
             logTooManyArgs(argvSize);
             continue;
         }
         app.args.resize(argvSize);
         for (std::string& arg : app.args) {
-            arg = ReadText(stream);
+            arg = ReadText(reader);
         }
-        if (senderName != IAM_MGR_NAME && !UnPackDynamicPara(stream, app.dynamicPara)) {
+        if (senderName != IAM_MGR_NAME && !ReadParameters(reader, app.dynamicPara)) {
             return;
         }
     }
@@ -75,8 +107,8 @@ void ProcMgrCombineMsg(Message::RequestType type, unsigned int count, const std:
 void ProcMgrUnpackStartRequest(const RequestMsg* msg, std::vector<Message::StartAppInfo>& appList,
                                const std::string& senderName)
 {
-    auto stream = PayloadReader(*msg);
-    const auto count = ReadNumber<uint32_t>(stream);
+    TextReader reader = PayloadReader(*msg);
+    const auto count = ReadNumber<uint32_t>(reader);
     if (count > kMostListedApps) {
         SYSLOG_RECORD(LOG_ERR,
                       "ProcMgr : ProcMgrMaster UnpackStartRequest err: big startAppListSize=%u",
@@ -84,7 +116,7 @@ void ProcMgrUnpackStartRequest(const RequestMsg* msg, std::vector<Message::Start
         return;
     }
     appList.resize(count);
-    ReadApps(stream, appList, senderName, [](uint32_t argvSize) {
+    ReadApps(reader, appList, senderName, [](uint32_t argvSize) {
         SYSLOG_RECORD(LOG_ERR, "ProcMgr : ProcMgrMaster : UnpackStartRequest err, argvSize=%u",
                       argvSize);
     });
@@ -94,8 +126,8 @@ void ProcMgrUnpackRestartRequest(const RequestMsg* msg,
                                  std::vector<Message::RestartAppInfo>& appList,
                                  const std::string& senderName)
 {
-    auto stream = PayloadReader(*msg);
-    const auto count = ReadNumber<uint32_t>(stream);
+    TextReader reader = PayloadReader(*msg);
+    const auto count = ReadNumber<uint32_t>(reader);
     if (count > kMostListedApps) {
         SYSLOG_RECORD(LOG_ERR,
                       "ProcMgr : ProcMgrMaster UnpackRestartRequest err: big restartAppListSize=%u",
@@ -103,7 +135,7 @@ void ProcMgrUnpackRestartRequest(const RequestMsg* msg,
         return;
     }
     appList.resize(count);
-    ReadApps(stream, appList, senderName, [](uint32_t argvSize) {
+    ReadApps(reader, appList, senderName, [](uint32_t argvSize) {
         SYSLOG_RECORD(LOG_ERR, "ProcMgr : ProcMgrMaster : UnpackRestartRequest err, argvSize=%u",
                       argvSize);
     });
@@ -111,8 +143,8 @@ void ProcMgrUnpackRestartRequest(const RequestMsg* msg,
 
 void ProcMgrUnpackTermRequest(const RequestMsg* msg, std::vector<Message::TermAppInfo>& appList)
 {
-    auto stream = PayloadReader(*msg);
-    const auto count = ReadNumber<uint32_t>(stream);
+    TextReader reader = PayloadReader(*msg);
+    const auto count = ReadNumber<uint32_t>(reader);
     if (count > kMostListedApps) {
         SYSLOG_RECORD(LOG_ERR, "ProcMgr : ProcMgrMaster UnpackTermRequest err: big AppListSize=%u",
                       count);
@@ -120,82 +152,58 @@ void ProcMgrUnpackTermRequest(const RequestMsg* msg, std::vector<Message::TermAp
     }
     appList.resize(count);
     for (Message::TermAppInfo& app : appList) {
-        app.appName = ReadText(stream);
+        app.appName = ReadText(reader);
     }
 }
 
 void ProcMgrUnpackedAppExecInfoRequest(const RequestMsg* msg, Message::AppExecInfo& info)
 {
-    auto stream = PayloadReader(*msg);
-    ReadNumber<uint32_t>(stream);  // the count
-    info.appName = ReadText(stream);
-    info.value0 = ReadNumber<uint32_t>(stream);
-    info.value1 = ReadNumber<uint32_t>(stream);
-    info.execState = static_cast<Message::AppExecState>(ReadNumber<uint32_t>(stream));
+    TextReader reader = PayloadReader(*msg);
+    ReadNumber<uint32_t>(reader);  // the count
+    info.appName = ReadText(reader);
+    info.value0 = ReadNumber<uint32_t>(reader);
+    info.value1 = ReadNumber<uint32_t>(reader);
+    info.execState = static_cast<Message::AppExecState>(ReadNumber<uint32_t>(reader));
 }
 
 void ProcMgrUnpackedBaseServiceStateRequest(const RequestMsg* msg,
                                             Message::BaseServiceStateInfo& info)
 {
-    auto stream = PayloadReader(*msg);
-    ReadNumber<uint32_t>(stream);  // the count
-    info.state = static_cast<Message::BaseServiceState>(ReadNumber<uint32_t>(stream));
+    TextReader reader = PayloadReader(*msg);
+    ReadNumber<uint32_t>(reader);  // the count
+    info.state = static_cast<Message::BaseServiceState>(ReadNumber<uint32_t>(reader));
 }
 
 void ProcMgrUnpackMatchDataAndPathRequest(const RequestMsg* msg, Message::StartupCfgInfo& info)
 {
-    auto stream = PayloadReader(*msg);
-    ReadNumber<uint32_t>(stream);  // the count
-    info.path = ReadText(stream);
-    const auto pairs = ReadNumber<uint32_t>(stream);
+    TextReader reader = PayloadReader(*msg);
+    ReadNumber<uint32_t>(reader);  // the count
+    info.path = ReadText(reader);
+    const auto pairs = ReadNumber<uint32_t>(reader);
     if (pairs == 0 || pairs > kMostPairs) {
         return;
     }
     for (uint32_t i = 0; i < pairs; ++i) {
-        std::string key = ReadText(stream);
-        info.matchData.emplace(std::move(key), ReadText(stream));
+        std::string key = ReadText(reader);
+        info.matchData.emplace(std::move(key), ReadText(reader));
     }
 }
 
 bool UnPackDynamicPara(std::istringstream& stream,
                        std::map<int, std::vector<std::string>>& dynamicPara)
 {
-    using End = DynamicParaReading::End;
-    const DynamicParaReading reading = ReadDynamicPara(stream, dynamicPara);
-    switch (reading.end) {
-        case End::kTooManyEntries:
-            SYSLOG_RECORD(
-                LOG_ERR,
-                "ProcMgr : ProcMgrMaster unpack request failed, dynamicParaSize=%zu invalid",
-                reading.number);
-            return false;
-        case End::kBadIndex:
-            SYSLOG_RECORD(
-                LOG_ERR,
-                "ProcMgr : ProcMgrMaster unpack request failed, dynamicPara index=%d invalid",
-                reading.index);
-            return false;
-        case End::kTooManyValues:
-            SYSLOG_RECORD(LOG_ERR,
-                          "ProcMgr : ProcMgrMaster unpack request failed, dynamicPara index=%d, "
-                          "valueNum=%zu invalid",
-                          reading.index, reading.number);
-            return false;
-        case End::kComplete:
-            break;
-    }
-    return true;
+    return ReadParameters(stream, dynamicPara);
 }
 
 bool ProcMgrPackAppStateRequest(const std::vector<Message::AppStateInfo>& appState,
                                 std::vector<std::pair<unsigned int, std::string>>& packedRequest)
 {
-    auto stream = TextWriter();
+    TextWriter writer;
     for (const Message::AppStateInfo& app : appState) {
-        stream.str("");
-        stream << app.appName << '#' << app.value0 << '#' << app.value1 << '#' << app.value2 << '#'
+        writer.Clear();
+        writer << app.appName << '#' << app.value0 << '#' << app.value1 << '#' << app.value2 << '#'
                << app.value3 << '#';
-        const std::string text = stream.str();
+        const std::string& text = writer.Text();
         if (text.size() > kLongestStateItem) {
             SYSLOG_RECORD(LOG_ERR,
                           "ProcMgrAgent : PackAppStateRequest failed=%s, size=%lu bytes beyond the "

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 namespace ProcMgr {
@@ -21,11 +22,17 @@ inline constexpr size_t kItemsCapacity = kDataCapacity - 1;
 static_assert(std::is_trivially_copyable_v<OwnerlinkRequestMsg>);
 static_assert(std::is_trivially_copyable_v<OwnerlinkResponseMsg>);
 
-// The payload of a record whose size has been checked.
+// The payload of a record whose size has been checked: where it lies, and as a text for the log.
+template <typename Record>
+std::string_view PayloadView(const Record& record)
+{
+    return {record.data, static_cast<size_t>(record.size)};
+}
+
 template <typename Record>
 std::string PayloadText(const Record& record)
 {
-    return std::string(record.data, static_cast<size_t>(record.size));
+    return std::string(PayloadView(record));
 }
 
 // A reader on the manager's side takes 1 to 3888 bytes; one on the owner's side takes none as well.

@@ -27,6 +27,7 @@ bool ProcMgrCombinePiecesMsg(std::vector<std::pair<unsigned int, std::string>>& 
     std::sort(packedRequest.begin(), packedRequest.end());
     std::vector<unsigned int> windows;
     CalculateWindows(packedRequest, windows);
+    msgs.reserve(msgs.size() + windows.size());
     ProcMgr::JoinWindows(packedRequest, windows,
                          [&msgs](unsigned int count, const std::string& text) {
                              ProcMgrCombineMsg(count, text, msgs);

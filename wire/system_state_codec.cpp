@@ -3,7 +3,7 @@
 #include <ownerlink/enum_text.h>
 #include <ownerlink/wire.h>
 
-#include "foundation/text_stream.h"
+#include "foundation/text_reader.h"
 #include "platform/securec.h"
 #include "wire/client_unit.h"
 #include "wire/record_limits.h"
@@ -39,10 +39,10 @@ bool UnPackSetSystemStateResponse(const ProcMgr::OwnerlinkResponseMsg& resp, boo
                    static_cast<unsigned>(resp.size));
         return false;
     }
-    const std::string text = ProcMgr::PayloadText(resp);
-    ProcMgr::TextReader(text) >> result;
-    CLIENT_MILESTONE("UnPackSetSystemStateResponse ssRespMsgStr=%s ret=%u(%s)", text.c_str(),
-                     static_cast<unsigned>(result), result ? "SUCCESS" : "FAILED");
+    ProcMgr::TextReader(ProcMgr::PayloadView(resp)) >> result;
+    CLIENT_MILESTONE("UnPackSetSystemStateResponse ssRespMsgStr=%s ret=%u(%s)",
+                     ProcMgr::PayloadText(resp).c_str(), static_cast<unsigned>(result),
+                     result ? "SUCCESS" : "FAILED");
     return true;
 }
 
@@ -56,12 +56,12 @@ bool UnPackSetSystemStateRequest(const OwnerlinkRequestMsg* msg, int& state)
         SERVER_LOG(GRP_LOG_ERROR, "request size=%lu bytes is invalid", msg->size);
         return false;
     }
-    const std::string text = PayloadText(*msg);
     // Ahead of the extraction: the record shows the state that the caller held until now beside the
     // text that replaces it.
-    SERVER_LOG(GRP_LOG_INFO, "UnPackSetSystemStateRequest ssMsgStr=%s, state=%d(%s)", text.c_str(),
-               state, GetSysState(static_cast<unsigned long>(state)).c_str());
-    TextReader(text) >> state;
+    SERVER_LOG(GRP_LOG_INFO, "UnPackSetSystemStateRequest ssMsgStr=%s, state=%d(%s)",
+               PayloadText(*msg).c_str(), state,
+               GetSysState(static_cast<unsigned long>(state)).c_str());
+    TextReader(PayloadView(*msg)) >> state;
     return true;
 }
 

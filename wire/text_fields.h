@@ -1,28 +1,31 @@
-// The fields of a text payload. Nothing here looks at the stream's state: a payload that ends early
-// leaves the remaining numbers 0 and the remaining texts empty.
+// The fields of a text payload, from a reader or from a stream of the caller's. Nothing here looks
+// at the stream's state: a payload that ends early leaves the remaining numbers 0 and the remaining
+// texts empty.
 #ifndef OWNERLINK_WIRE_TEXT_FIELDS_H
 #define OWNERLINK_WIRE_TEXT_FIELDS_H
 
-#include <istream>
 #include <string>
+
+#include "foundation/text_reader.h"
 
 namespace ProcMgr {
 
 // Extracts a number and one separator, whatever that is.
-template <typename Number>
-Number ReadNumber(std::istream& stream)
+template <typename Number, typename Source>
+Number ReadNumber(Source& source)
 {
     Number number = 0;
     char separator = 0;
-    stream >> number >> separator;
+    source >> number >> separator;
     return number;
 }
 
 // Reads up to the next '#', which is dropped.
-inline std::string ReadText(std::istream& stream)
+template <typename Source>
+std::string ReadText(Source& source)
 {
     std::string text;
-    std::getline(stream, text, '#');
+    getline(source, text, '#');
     return text;
 }
 

@@ -3,7 +3,7 @@
 
 #include <ownerlink/wire.h>
 
-#include "foundation/text_stream.h"
+#include "foundation/text_reader.h"
 #include "platform/securec.h"
 #include "wire/change_app_limits.h"
 #include "wire/client_unit.h"
@@ -72,18 +72,18 @@ bool UnPackVerifyRequest(const OwnerlinkRequestMsg* msg,
         SERVER_LOG(GRP_LOG_ERROR, "request size=%lu bytes is invalid", msg->size);
         return false;
     }
-    const std::string text = PayloadText(*msg);
-    SERVER_LOG(GRP_LOG_INFO, "UnPackVerifyRequest ssMsgStr=<%s,%zu>", text.c_str(), msg->size);
-    auto stream = TextReader(text);
-    const auto count = ReadNumber<uint64_t>(stream);
+    SERVER_LOG(GRP_LOG_INFO, "UnPackVerifyRequest ssMsgStr=<%s,%zu>", PayloadText(*msg).c_str(),
+               msg->size);
+    TextReader reader(PayloadView(*msg));
+    const auto count = ReadNumber<uint64_t>(reader);
     if (count > kMostApps) {
         SERVER_LOG(GRP_LOG_ERROR, "UnPackVerifyRequest appInfo size=%zu > %zu", count, kMostApps);
         return false;
     }
     SERVER_LOG(GRP_LOG_INFO, "UnPackVerifyRequest appInfo size=%zu", count);
     for (uint64_t i = 0; i < count; ++i) {
-        const std::string name = ReadText(stream);
-        appInfo[name] = ReadNumber<uint32_t>(stream);
+        const std::string name = ReadText(reader);
+        appInfo[name] = ReadNumber<uint32_t>(reader);
     }
     return true;
 }

@@ -1,10 +1,11 @@
-#include "foundation/text_stream.h"
-
+// Numbers read from texts and written to them, host locale or not.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <limits>
 
+#include "foundation/text_reader.h"
+#include "foundation/text_writer.h"
 #include "tests/support/grouping_locale.h"
 
 namespace {
@@ -94,11 +95,11 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(TextStreams, IgnoreTheGroupingOfTheHostsLocale)
 {
     const GroupingLocale locale;
-    auto writer = TextWriter();
+    TextWriter writer;
 
     writer << 1234567;
 
-    EXPECT_EQ(writer.str(), "1234567");
+    EXPECT_EQ(writer.Text(), "1234567");
     EXPECT_EQ(LeadingNumber<int>("1234567"), 1234567);
     EXPECT_EQ(LeadingNumber<int>("1.234"), 1);
 }
