@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -293,6 +294,7 @@ TEST_F(Fork, WithinADeliveryEndsTheReaderInTheChild)
     ASSERT_EQ(IAMFastReadAsync(fd,
                                [](int, void* buf, unsigned long count) {
                                    if (fork() == 0) {
+                                       std::atexit([] { _exit(7); });
                                        return 0;
                                    }
                                    return static_cast<int>(write(writer, buf, count));
@@ -309,6 +311,7 @@ TEST_F(Fork, WithinADeliveryEndsTheReaderInTheChild)
     for (int i = 0; i < 2; ++i) {
         int status = -1;
         EXPECT_GT(waitpid(-1, &status, 0), 0);
+        EXPECT_EQ(WEXITSTATUS(status), 7);  // the reader was the child's only thread
     }
 }
 
