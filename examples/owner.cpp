@@ -63,12 +63,8 @@ public:
             server.RegDumpCallBackImpl([this] { return Say("dump"); }, resource),
             server.RegStopAllAppCallBackImpl([this] { return StopAll(); }, resource),
         };
-        for (const int failure : failures) {
-            if (failure != 0) {
-                return false;
-            }
-        }
-        return true;
+        return std::all_of(std::begin(failures), std::end(failures),
+                           [](int failure) { return failure == 0; });
     }
 
     void Obey(const std::string& line)

@@ -66,7 +66,10 @@ private:
         std::vector<std::unique_ptr<Descriptor>> descriptors;  // by slot; kept for reuse
     };
 
-    static size_t IndexOf(DescriptorRange range) { return range == DescriptorRange::kReadOnly; }
+    static size_t IndexOf(DescriptorRange range)
+    {
+        return range == DescriptorRange::kReadOnly ? 1 : 0;
+    }
     Descriptor* Find(int number) HOSTED_REQUIRES(mutex_);
 
     Mutex mutex_;

@@ -1,5 +1,5 @@
-// A mutex and its scoped lock that Clang's thread-safety analysis can check: the standard ones carry
-// no annotations. The platform keeps its own because it includes nothing of the core.
+// A mutex and its scoped lock that Clang's thread-safety analysis can check: the standard ones
+// carry no annotations. The platform keeps its own because it includes nothing of the core.
 #ifndef OWNERLINK_PLATFORM_HOSTED_MUTEX_H
 #define OWNERLINK_PLATFORM_HOSTED_MUTEX_H
 

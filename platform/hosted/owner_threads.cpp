@@ -1,12 +1,12 @@
 #include "platform/hosted/owner_threads.h"
 
 #include <pthread.h>
-#include <signal.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 #include "platform/hosted/hosted_log.h"

@@ -57,7 +57,7 @@ int ErrorOfConnect(int error)
 
 void SetSendTimeout(int fd, int waitMs)
 {
-    const timeval wait = {waitMs / 1000, waitMs % 1000 * 1000};
+    const timeval wait = {waitMs / 1000, waitMs % 1000 * 1000L};
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
 }
 

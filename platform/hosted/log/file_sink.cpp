@@ -124,7 +124,9 @@ int FileSink::Open()
         Adopt(stream);
     };
     try {
-        file_.reset(new RotatingFile{{path_, options_.size, options_.count, false, handlers}});
+        // Brace-initialised: the struct has no constructor to call.
+        file_.reset(  // NOLINT(modernize-make-unique)
+            new RotatingFile{{path_, options_.size, options_.count, false, handlers}});
         file_->sink.set_formatter(std::make_unique<PlainFormatter>());
         return 0;
     } catch (const std::exception&) {
