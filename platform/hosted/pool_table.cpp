@@ -35,7 +35,7 @@ bool IsZeroed(const IAMShmPool& pool)
 
 PoolKey KeyOf(const IAMShmPool& pool)
 {
-    PoolImage image;
+    PoolImage image = {};
     std::memcpy(&image, pool.opaque, sizeof image);
     return image.magic == kPoolMagic ? PoolKey{image.slot, image.generation} : PoolKey{};
 }

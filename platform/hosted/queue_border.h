@@ -1,5 +1,5 @@
-// What the C calls of queues and pools share: a failure is a negative errno number, and no exception
-// passes.
+// What the C calls of queues and pools share: a failure is a negative errno number, and no
+// exception passes.
 #ifndef OWNERLINK_PLATFORM_HOSTED_QUEUE_BORDER_H
 #define OWNERLINK_PLATFORM_HOSTED_QUEUE_BORDER_H
 

@@ -30,7 +30,7 @@ void StopAtExit()
 
 QueueClient& QueueClient::Instance()
 {
-    static QueueClient* const client = new QueueClient;
+    static auto* const client = new QueueClient;
     return *client;
 }
 
@@ -109,7 +109,7 @@ void QueueClient::StopAtExitOnce()
 {
     const MutexLock lock(mutex_);
     if (std::exchange(process_, getpid()) == 0) {
-        std::atexit(StopAtExit);
+        (void)std::atexit(StopAtExit);
     }
 }
 

@@ -10,7 +10,7 @@ namespace hosted {
 
 EndWatch& EndWatch::Instance()
 {
-    static EndWatch* const watch = new EndWatch;
+    static auto* const watch = new EndWatch;
     return *watch;
 }
 

@@ -68,7 +68,7 @@ private:
 
 QueueServer& QueueServer::Instance()
 {
-    static QueueServer* const server = new QueueServer;
+    static auto* const server = new QueueServer;
     return *server;
 }
 
@@ -138,7 +138,7 @@ int QueueServer::Serve(const RuntimeDir& directory, std::unique_ptr<QueueService
         services_.reserve(services_.size() + 1);
         ++running_;
         if (std::exchange(process_, getpid()) == 0) {
-            std::atexit(StopAtExit);
+            (void)std::atexit(StopAtExit);
         }
     }
     const uint32_t generation = FdRegistry::Instance().Generation();

@@ -86,7 +86,7 @@ void QueueService::Stop()
 {
     stopping_.store(true);
     const uint64_t one = 1;
-    (void)!write(stopEvent_.Get(), &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = write(stopEvent_.Get(), &one, sizeof one);
 }
 
 void QueueService::Watch(int fd) const

@@ -1,6 +1,7 @@
 #include "platform/hosted/queue_store.h"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <utility>
 
@@ -12,14 +13,14 @@ static_assert(sizeof(void*) == sizeof(uint64_t), "a queue's number fits a pointe
 // Place and generation; never null.
 void* Number(size_t place, uint32_t generation)
 {
-    return reinterpret_cast<void*>(uint64_t{generation} << 32U | (place + 1));
+    return std::bit_cast<void*>(uint64_t{generation} << 32U | (place + 1));
 }
 
 }  // namespace
 
 QueueStore& QueueStore::Instance()
 {
-    static QueueStore* const store = new QueueStore;
+    static auto* const store = new QueueStore;
     return *store;
 }
 
@@ -114,7 +115,7 @@ bool QueueStore::RemoveQueue(void* queue)
 
 QueueStore::Place* QueueStore::Find(void* queue)
 {
-    const auto number = reinterpret_cast<uint64_t>(queue);
+    const auto number = std::bit_cast<uint64_t>(queue);
     const uint64_t index = (number & UINT32_MAX) - 1;
     if (index >= queues_.size()) {
         return nullptr;

@@ -58,7 +58,7 @@ void QueueSubscription::Close()
     link->ShutDown();
     link->Interrupt();
     const uint64_t one = 1;
-    (void)!write(wake_.Get(), &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = write(wake_.Get(), &one, sizeof one);
 }
 
 std::shared_ptr<QueueLink> QueueSubscription::CurrentLink()

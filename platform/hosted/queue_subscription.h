@@ -23,11 +23,9 @@ public:
     // Wraps each call of a callback, so that somebody may wait for those that run.
     class Deliveries {
     public:
+        virtual ~Deliveries() = default;
         virtual void Begin() = 0;
         virtual void End() = 0;
-
-    protected:
-        ~Deliveries() = default;
     };
 
     // `deliveries` outlives it.

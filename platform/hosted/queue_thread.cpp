@@ -1,8 +1,8 @@
 #include "platform/hosted/queue_thread.h"
 
 #include <pthread.h>
-#include <signal.h>
 
+#include <csignal>
 #include <memory>
 #include <utility>
 
@@ -31,7 +31,7 @@ int StartThread(const char* name, std::function<void()> body)
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    pthread_t thread;
+    pthread_t thread = {};
     const int error = pthread_create(&thread, nullptr, Run, start.get());
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (error == 0) {

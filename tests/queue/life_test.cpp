@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -281,6 +282,46 @@ TEST_F(Fork, OfAnOwnerLeavesItsPoolsAndQueuesToTheParent)
     EXPECT_EQ(status, 0);
     EXPECT_EQ(IAMShmWrite(&block, "x", 1, 0), 0);
     EXPECT_EQ(IAMShmFree(&pool, &block), 0);
+}
+
+TEST_F(Fork, WhileCallsOfBothSidesRunNeverHangs)
+{
+    QueueOwner owner;
+    std::atomic<bool> done{false};
+    std::thread subscriber([&] {
+        while (!done) {
+            const int fd = OpenOrFail(kQueue);
+            IAMFastReadAsync(fd, [](int, void*, unsigned long) { return 0; });
+            Close(fd);
+        }
+    });
+    std::thread host([&] {
+        const IAMShmPoolConfig config = {"test", 8, 1};
+        while (!done) {
+            IAMShmPool pool = {};
+            IAMShmBlock block = {};
+            EXPECT_EQ(IAMShmRegisterPoolWithConfig(&config, &pool), 0);
+            EXPECT_EQ(IAMShmHandleMalloc(&pool, 8, &block), 0);
+            EXPECT_EQ(IAMShmDestroyPool(&pool), 0);
+        }
+    });
+
+    for (int i = 0; i < 50; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            const int fd = OpenOrFail(kQueue);
+            IAMFastReadAsync(fd, [](int, void*, unsigned long) { return 0; });
+            _exit(Close(fd) == CallResult{0, 0} ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+
+    done = true;
+    subscriber.join();
+    host.join();
 }
 
 TEST_F(Fork, WithinADeliveryEndsTheReaderInTheChild)
