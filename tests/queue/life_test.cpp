@@ -1,15 +1,13 @@
-// Deaths, restarts, forks and exits at both ends.
+// Deaths and restarts at both ends.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <thread>
 
@@ -22,8 +20,6 @@ namespace {
 
 using OwnersLife = HostedTest;
 using SubscribersLife = HostedTest;
-using Fork = HostedTest;
-using Exit = HostedTest;
 
 long CpuTicksOf(pid_t process)
 {
@@ -233,193 +229,4 @@ TEST_F(SubscribersLife, CostsNoProcessorTimeWhileNothingHappens)
     std::this_thread::sleep_for(std::chrono::seconds(1));
 
     EXPECT_LE(CpuTicksOf(subscriber.Process()) + CpuTicksOf(owner.Process()) - before, 1);
-}
-
-TEST_F(Fork, OfASubscriberLeavesItsDescriptorsToTheParent)
-{
-    QueueOwner owner;
-    const int fd = OpenOrFail(kQueue);
-    ASSERT_EQ(IAMFastReadAsync(fd, [](int, void*, unsigned long) { return 0; }), 0U);
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isForgotten = Close(fd) == CallResult{-1, EBADF} &&
-                                 IAMFastReadAsync(fd, [](int, void*, unsigned long) {
-                                     return 0;
-                                 }) == static_cast<size_t>(-EBADF);
-        std::ifstream maps("/proc/self/maps");
-        const std::string text(std::istreambuf_iterator<char>(maps), {});
-        const bool isUnmapped = text.find("memfd:ownerlink") == std::string::npos;
-        const bool mayOpen = OpenOrFail(kQueue) == fd;
-        _exit(isForgotten && isUnmapped && mayOpen ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(owner.Tell("closes 1"), "opens=2 closes=1");  // the child's own
-    EXPECT_EQ(owner.Tell("report 1"), "0");
-    EXPECT_EQ(Close(fd), (CallResult{0, 0}));
-}
-
-TEST_F(Fork, OfAnOwnerLeavesItsPoolsAndQueuesToTheParent)
-{
-    const IAMShmPoolConfig config = {"test", 8, 1};
-    IAMShmPool pool = {};
-    IAMShmBlock block = {};
-    ASSERT_EQ(IAMShmRegisterPoolWithConfig(&config, &pool), 0);
-    ASSERT_EQ(IAMShmHandleMalloc(&pool, 8, &block), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isForgotten = IAMShmWrite(&block, "x", 1, 0) == -EINVAL &&
-                                 IAMShmFree(&pool, &block) == -EINVAL &&
-                                 IAMShmDestroyPool(&pool) == -EINVAL;
-        const bool mayMake = IAMShmRegisterPoolWithConfig(&config, &pool) == 0;
-        _exit(isForgotten && mayMake ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(IAMShmWrite(&block, "x", 1, 0), 0);
-    EXPECT_EQ(IAMShmFree(&pool, &block), 0);
-}
-
-TEST_F(Fork, WhileCallsOfBothSidesRunNeverHangs)
-{
-    QueueOwner owner;
-    std::atomic<bool> done{false};
-    std::thread subscriber([&] {
-        while (!done) {
-            const int fd = OpenOrFail(kQueue);
-            IAMFastReadAsync(fd, [](int, void*, unsigned long) { return 0; });
-            Close(fd);
-        }
-    });
-    std::thread host([&] {
-        const IAMShmPoolConfig config = {"test", 8, 1};
-        while (!done) {
-            IAMShmPool pool = {};
-            IAMShmBlock block = {};
-            EXPECT_EQ(IAMShmRegisterPoolWithConfig(&config, &pool), 0);
-            EXPECT_EQ(IAMShmHandleMalloc(&pool, 8, &block), 0);
-            EXPECT_EQ(IAMShmDestroyPool(&pool), 0);
-        }
-    });
-
-    for (int i = 0; i < 50; ++i) {
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(20);
-            const int fd = OpenOrFail(kQueue);
-            IAMFastReadAsync(fd, [](int, void*, unsigned long) { return 0; });
-            _exit(Close(fd) == CallResult{0, 0} ? 0 : 1);
-        }
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
-
-    done = true;
-    subscriber.join();
-    host.join();
-}
-
-TEST_F(Fork, WithinADeliveryEndsTheReaderInTheChild)
-{
-    QueueOwner owner;
-    const int fd = OpenOrFail(kQueue);
-    int answer[2];
-    ASSERT_EQ(pipe2(answer, O_CLOEXEC), 0);
-    static int writer = -1;
-    writer = answer[1];
-    ASSERT_EQ(IAMFastReadAsync(fd,
-                               [](int, void* buf, unsigned long count) {
-                                   if (fork() == 0) {
-                                       std::atexit([] { _exit(7); });
-                                       return 0;
-                                   }
-                                   return static_cast<int>(write(writer, buf, count));
-                               }),
-              0U);
-
-    owner.Tell("report 1");
-    owner.Tell("report 2");
-
-    char bytes[2] = {};
-    ASSERT_EQ(read(answer[0], &bytes[0], 1), 1);
-    ASSERT_EQ(read(answer[0], &bytes[1], 1), 1);
-    EXPECT_EQ(std::string(bytes, 2), "12");
-    for (int i = 0; i < 2; ++i) {
-        int status = -1;
-        EXPECT_GT(waitpid(-1, &status, 0), 0);
-        EXPECT_EQ(WEXITSTATUS(status), 7);  // the reader was the child's only thread
-    }
-}
-
-TEST_F(Exit, OfASubscriberWaitsForTheDeliveryThatRuns)
-{
-    QueueOwner owner;
-    Subscriber subscriber;
-    subscriber.Tell("block");
-    owner.Tell("burst 0 10");
-    subscriber.Tell("blocked");
-
-    const int64_t elapsed = MillisecondsOf([&] {
-        subscriber.Write("exit");
-        EXPECT_EQ(subscriber.AwaitExit(), 0);
-    });
-
-    EXPECT_GE(elapsed, 1900);
-    EXPECT_LT(elapsed, 20000);
-}
-
-TEST_F(Exit, FromWithinADeliveryDoesNotWaitForItself)
-{
-    QueueOwner owner;
-    Subscriber subscriber;
-    subscriber.Tell("exit-inside");
-
-    const int64_t elapsed = MillisecondsOf([&] {
-        owner.Tell("burst 0 10");
-        EXPECT_EQ(subscriber.AwaitExit(), 0);
-    });
-
-    EXPECT_LT(elapsed, 1900);
-    EXPECT_EQ(owner.Tell("closes 1"), "opens=1 closes=1");
-}
-
-TEST_F(Exit, OfAnOwnerWhoseOpenHookBlocksTakesTwoSeconds)
-{
-    QueueOwner owner;
-    owner.Tell("hold");
-    const pid_t subscriber = fork();
-    if (subscriber == 0) {
-        _exit(Open(kQueue) == CallResult{-1, ENOENT} ? 0 : 1);
-    }
-    owner.Tell("held");
-
-    const int64_t elapsed = MillisecondsOf([&] {
-        owner.Write("exit");
-        EXPECT_EQ(owner.AwaitExit(), 0);
-    });
-
-    EXPECT_GE(elapsed, 1900);
-    EXPECT_LT(elapsed, 20000);
-    int status = 0;
-    waitpid(subscriber, &status, 0);
-    EXPECT_EQ(status, 0);
-}
-
-TEST_F(Exit, OfAnOwnerRunsNoFurtherHook)
-{
-    QueueOwner owner;
-    Subscriber subscriber;
-
-    const int64_t elapsed = MillisecondsOf([&] {
-        owner.Write("exit");
-        EXPECT_EQ(owner.AwaitExit(), 0);
-    });
-
-    EXPECT_LT(elapsed, 1900);
-    EXPECT_EQ(subscriber.Tell("close"), "0");
 }
