@@ -9,7 +9,8 @@ trap 'rm -rf "$work"' EXIT
 
 "$root/scripts/install-packages" build
 echo "Building the library and the example programs in $work ..."
-cmake -S "$root" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
+cmake -S "$root" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DBUILD_TESTING=OFF -DOWNERLINK_WERROR=OFF \
     >"$work/build.log" 2>&1 && ninja -C "$work/build" >>"$work/build.log" 2>&1 || {
     tail -n 40 "$work/build.log"
     echo "demo: the build failed" >&2

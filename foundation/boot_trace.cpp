@@ -39,7 +39,12 @@ std::string FormatBootTrace(const BootCounter& counter, const std::string& tag)
     }
     const double seconds =
         static_cast<double>(counter.ticks) / static_cast<double>(counter.frequency);
-    return "[" + std::to_string(seconds) + "s][BOOT_TRACE][" + tag + "]";  // to_string writes "%f"
+    std::string prefix = "[";
+    prefix += std::to_string(seconds);  // writes "%f"
+    prefix += "s][BOOT_TRACE][";
+    prefix += tag;
+    prefix += "]";
+    return prefix;
 }
 
 std::string BootStrace(const std::string& tag)
