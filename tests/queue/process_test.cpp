@@ -13,27 +13,12 @@
 #include <thread>
 
 #include "tests/queue/queue_world.h"
+#include "tests/support/sanitizers.h"
 
 namespace {
 
 using Fork = HostedTest;
 using Exit = HostedTest;
-
-// A sanitizer's own locks are not held across a fork: a child that meets one waits for ever.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kMayAllocateInChild = false;
-#elif defined(__has_feature)
-constexpr bool kMayAllocateInChild = !__has_feature(address_sanitizer);
-#else
-constexpr bool kMayAllocateInChild = true;
-#endif
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kMayEndThreadInChild = false;
-#elif defined(__has_feature)
-constexpr bool kMayEndThreadInChild = kMayAllocateInChild && !__has_feature(thread_sanitizer);
-#else
-constexpr bool kMayEndThreadInChild = kMayAllocateInChild;
-#endif
 
 }  // namespace
 
