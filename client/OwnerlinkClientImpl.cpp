@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include "client/client_unit.h"
-#include "foundation/enum_tables.h"
 #include "foundation/plain_field.h"
 
 OwnerlinkClient::~OwnerlinkClient() = default;
@@ -74,12 +73,6 @@ Mutex OwnerlinkClientImpl::verifyMutex_;
 std::function<void(const SysEvent&)> OwnerlinkClientImpl::regSysmonitorEventCb_;
 std::atomic<bool> OwnerlinkClientImpl::hasRegistedSysEvent_{false};
 std::atomic<bool> OwnerlinkClientImpl::hasUnregistedSysEvent_{false};
-
-OwnerlinkClientImpl::OwnerlinkClientImpl()
-{
-    ProcMgr::TouchEnumTables();
-    ProcMgr::TouchLogTables();
-}
 
 OwnerlinkClientImpl::~OwnerlinkClientImpl()
 {

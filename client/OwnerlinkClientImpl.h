@@ -63,7 +63,7 @@ struct QueryAppStateThreadInfo {
 
 class OwnerlinkClientImpl : public OwnerlinkClientInner {
 public:
-    OwnerlinkClientImpl();
+    OwnerlinkClientImpl() = default;
     ~OwnerlinkClientImpl() override;
 
     uint32_t ChangeAppState(const std::vector<AppInfo>& appList, std::vector<AppChangeInfo>& result,

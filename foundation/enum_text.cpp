@@ -5,8 +5,6 @@
 #include <map>
 #include <vector>
 
-#include "foundation/enum_tables.h"
-
 namespace ProcMgr {
 namespace {
 
@@ -92,14 +90,6 @@ bool IsStrDigits(const std::string& text)
 {
     return std::all_of(text.begin(), text.end(),
                        [](unsigned char c) { return std::isdigit(c) != 0; });
-}
-
-void TouchEnumTables()
-{
-    GetSysState(OFF);
-    GetGroupOwner(0);
-    GetOptionType(START);
-    GetAppState(0);
 }
 
 }  // namespace ProcMgr

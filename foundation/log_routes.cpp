@@ -48,10 +48,4 @@ int GetDLogLevel(GrpOwnerLogLevel level)
     return Translate(dlogLevel, level, 1);
 }
 
-void TouchLogTables()
-{
-    GetSyslogLevel(GRP_LOG_INFO);
-    GetDLogLevel(GRP_LOG_INFO);
-}
-
 }  // namespace ProcMgr

@@ -30,10 +30,6 @@ inline constexpr uint32_t kProgress = 1;
 inline constexpr uint32_t kWarning = 2;
 inline constexpr uint32_t kFailure = 3;
 
-// Builds the tables of the log levels, which are built on first use. An object that logs in its
-// destructor calls this in its constructor, so that they outlive it.
-void TouchLogTables();
-
 }  // namespace ProcMgr
 
 #define OWNERLINK_DLOG(module, level, text, ...)                    \

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "foundation/enum_tables.h"
 #include "foundation/plain_field.h"
 #include "platform/securec.h"
 #include "server/result_codes.h"
@@ -33,8 +32,6 @@ Mutex OwnerlinkServerImpl::cancelMutex_;
 
 OwnerlinkServerImpl::OwnerlinkServerImpl()
 {
-    TouchEnumTables();
-    TouchLogTables();
     StorePlain(pThis_, this);
 }
 

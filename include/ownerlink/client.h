@@ -39,7 +39,8 @@ public:
     // leaves the applications that no answer has reached at `INIT`.
     //
     // The first call of a process, also with an empty list, starts the watch on the owners: one
-    // that dies and is back within five seconds is told what was last changed through this object.
+    // that dies and is back within five seconds is told, up to three times, what was last changed
+    // through this object. Told so, or back later than that, it is watched no more.
     //
     // Returns 0 if every owner accepted, 0xF10303 otherwise, also if an application has no owner.
     virtual uint32_t ChangeAppState(const std::vector<AppInfo>& appList,

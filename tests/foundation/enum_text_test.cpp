@@ -6,8 +6,6 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/enum_tables.h"
-
 namespace {
 
 using namespace ProcMgr;
@@ -128,10 +126,7 @@ TEST(EnumerationTables, AreBuiltOnceByThreadsThatAllComeFirst)
 {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([] {
-            TouchEnumTables();
-            EXPECT_EQ(GetSysState(SUSPEND_PRE), "SUSPEND_PRE");
-        });
+        threads.emplace_back([] { EXPECT_EQ(GetSysState(SUSPEND_PRE), "SUSPEND_PRE"); });
     }
     for (std::thread& thread : threads) {
         thread.join();
