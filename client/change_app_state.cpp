@@ -8,8 +8,8 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
-#include "client/join_guard.h"
 #include "client/result_codes.h"
+#include "client/senders.h"
 
 namespace Ownerlink {
 namespace {
@@ -128,9 +128,7 @@ void OwnerlinkClientImpl::WaitChangeAppThread(ChangeSenders& infos,
         results.push_back(info.future.get());
     }
     for (auto& [resFileName, info] : infos) {
-        if (info.thread.joinable()) {
-            info.thread.join();
-        }
+        JoinIfRunning(info.thread);
     }
 }
 

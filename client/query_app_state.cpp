@@ -6,8 +6,8 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
-#include "client/join_guard.h"
 #include "client/result_codes.h"
+#include "client/senders.h"
 #include "wire/binary_fields.h"
 
 namespace Ownerlink {
@@ -48,18 +48,6 @@ bool ReadAnswers(const OwnerlinkResponseMsg& response, uint8_t& result,
         }
     }
     return true;
-}
-
-std::map<std::string, int> CollectResults(std::map<std::string, QueryAppStateThreadInfo>& infos)
-{
-    std::map<std::string, int> results;
-    for (auto& [resFileName, info] : infos) {
-        results[resFileName] = info.future.get();
-        if (info.thread.joinable()) {
-            info.thread.join();
-        }
-    }
-    return results;
 }
 
 uint32_t CombineResults(const std::map<std::string, int>& results)

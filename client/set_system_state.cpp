@@ -5,8 +5,8 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
-#include "client/join_guard.h"
 #include "client/result_codes.h"
+#include "client/senders.h"
 
 namespace Ownerlink {
 namespace {
@@ -14,19 +14,6 @@ namespace {
 std::string StateText(int state)
 {
     return ProcMgr::GetSysState(static_cast<unsigned long>(state));
-}
-
-// Waits for every sender. What bounds the wait is the time-out of each sender's exchange.
-std::map<std::string, int> CollectResults(std::map<std::string, SetSystemStateThreadInfo>& infos)
-{
-    std::map<std::string, int> results;
-    for (auto& [resFileName, info] : infos) {
-        results[resFileName] = info.future.get();
-        if (info.thread.joinable()) {
-            info.thread.join();
-        }
-    }
-    return results;
 }
 
 uint32_t CombineResults(int state, const std::map<std::string, int>& results)

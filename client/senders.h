@@ -1,0 +1,54 @@
+// What the fan-outs do alike with their senders: wait for them and join them.
+#ifndef OWNERLINK_CLIENT_SENDERS_H
+#define OWNERLINK_CLIENT_SENDERS_H
+
+#include <map>
+#include <string>
+#include <thread>
+
+namespace Ownerlink {
+
+inline void JoinIfRunning(std::thread& thread)
+{
+    if (thread.joinable()) {
+        thread.join();
+    }
+}
+
+// Waits for every sender, in the order of the resource files, and joins it. What bounds the wait is
+// the time-out of each sender's exchange.
+template <typename Infos>
+std::map<std::string, int> CollectResults(Infos& infos)
+{
+    std::map<std::string, int> results;
+    for (auto& [resFileName, info] : infos) {
+        results[resFileName] = info.future.get();
+        JoinIfRunning(info.thread);
+    }
+    return results;
+}
+
+// Joins the senders of a fan-out that an exception unwinds.
+//
+// `Infos` maps resource files to records with a member `thread`. Declared behind the map, so that
+// no record goes while its sender still runs; the exception then reaches the caller.
+template <typename Infos>
+class JoinGuard {
+public:
+    explicit JoinGuard(Infos& infos) : infos_(infos) {}
+    ~JoinGuard()
+    {
+        for (auto& [resFileName, info] : infos_) {
+            JoinIfRunning(info.thread);
+        }
+    }
+    JoinGuard(const JoinGuard&) = delete;
+    JoinGuard& operator=(const JoinGuard&) = delete;
+
+private:
+    Infos& infos_;
+};
+
+}  // namespace Ownerlink
+
+#endif
