@@ -1,5 +1,6 @@
 #!/bin/bash
-# Builds the library and tells its story on real processes: one manager against three owners.
+# Builds the library and tells its story on real processes: one manager against three owners, and
+# system events from a fourth to two managers.
 # Installs what is missing (as root), works in a temporary directory, and leaves nothing behind.
 # Exits non-zero when something came out otherwise than expected.
 set -euo pipefail

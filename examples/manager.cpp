@@ -5,6 +5,7 @@
 //   start|stop|restart GROUP APP...    DATAMASTER, IAM or APPMGR
 //   query [APP...]
 //   list, reload, dump, stop-all
+//   watch                              prints each system event from now on, whenever it comes
 
 #include <ownerlink/client.h>
 #include <ownerlink/enum_text.h>
@@ -106,6 +107,16 @@ void List()
     Print("list", code);
 }
 
+// One string for each event: they come on a thread of the platform, beside the answers.
+void Watch()
+{
+    const bool hasBegun =
+        OwnerlinkClient::GetInstance().RegSysmonitorEventImpl([](const SysEvent& event) {
+            std::cout << "event " + ProcMgr::GetSysState(event.state) + "\n" << std::flush;
+        });
+    std::cout << (hasBegun ? "watch = begun\n" : "watch = failed\n") << std::flush;
+}
+
 void Obey(const std::string& verb, Words& words)
 {
     OwnerlinkClient& client = OwnerlinkClient::GetInstance();
@@ -121,6 +132,8 @@ void Obey(const std::string& verb, Words& words)
         Query(words);
     } else if (verb == "list") {
         List();
+    } else if (verb == "watch") {
+        Watch();
     } else if (verb == "reload") {
         Print(verb, client.UpdateCfg());
     } else if (verb == "dump") {

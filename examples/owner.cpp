@@ -1,10 +1,11 @@
 // The smallest group owner: serves every command for applications that it keeps on paper only.
 //
-//   owner RESOURCE
+//   owner RESOURCE [EVENT_RESOURCE]
 //
 // It prints each command that it serves, and obeys the lines of its standard input, so that one can
-// see how a manager gets on with a difficult owner: "refuse" and "accept", "slow MILLISECONDS". It
-// ends with its input.
+// see how a manager gets on with a difficult owner: "refuse" and "accept", "slow MILLISECONDS". With
+// an event resource, which is "dp:/res/pm/sys_event" for managers, "event STATE" reports a system
+// event to whoever has subscribed. It ends with its input.
 
 #include <ownerlink/enum_text.h>
 #include <ownerlink/server.h>
@@ -78,7 +79,7 @@ public:
             delay_ = milliseconds;
         } else if (verb == "refuse" || verb == "accept") {
             refuses_ = verb == "refuse";
-        } else {
+        } else if (verb != "event" || !Report(words)) {
             std::cerr << "owner: cannot '" << line << "'" << std::endl;
             return;
         }
@@ -86,6 +87,20 @@ public:
     }
 
 private:
+    // False if it is no state, or if one subscriber at least goes without the event.
+    static bool Report(std::istringstream& words)
+    {
+        std::string name;
+        words >> name;
+        using namespace ProcMgr;
+        for (const uint32_t state : {OFF, WORKING, SUSPEND, UPGRADE, CALIBRATION, SUSPEND_PRE}) {
+            if (GetSysState(state) == name) {
+                return OwnerlinkServer::GetInstance().ReportSysEvent(SysEvent{state}) == 0;
+            }
+        }
+        return false;
+    }
+
     bool SetState(const std::string& what, int state, int timeOut)
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(delay_));
@@ -173,13 +188,19 @@ private:
 
 int main(int argc, char** argv)
 {
-    if (argc != 2) {
-        std::cerr << "usage: owner RESOURCE" << std::endl;
+    if (argc < 2 || argc > 3) {
+        std::cerr << "usage: owner RESOURCE [EVENT_RESOURCE]" << std::endl;
         return 2;
     }
     static Owner owner;  // callbacks may run until the process has gone
     if (!owner.Serve(argv[1])) {
         std::cerr << "owner: cannot publish " << argv[1] << "; the log says why" << std::endl;
+        return 1;
+    }
+    // From here on the server end logs to syslog.
+    if (argc == 3 && OwnerlinkServer::GetInstance().InitSysEventServer(argv[2]) != 0) {
+        std::cerr << "owner: cannot publish " << argv[2] << "; the system's log says why"
+                  << std::endl;
         return 1;
     }
     std::cout << "ready" << std::endl;
