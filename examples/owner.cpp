@@ -3,9 +3,9 @@
 //   owner RESOURCE [EVENT_RESOURCE]
 //
 // It prints each command that it serves, and obeys the lines of its standard input, so that one can
-// see how a manager gets on with a difficult owner: "refuse" and "accept", "slow MILLISECONDS". With
-// an event resource, which is "dp:/res/pm/sys_event" for managers, "event STATE" reports a system
-// event to whoever has subscribed. It ends with its input.
+// see how a manager gets on with a difficult owner: "refuse" and "accept", "slow MILLISECONDS".
+// With an event resource, which is "dp:/res/pm/sys_event" for managers, "event STATE" reports a
+// system event to whoever has subscribed. It ends with its input.
 
 #include <ownerlink/enum_text.h>
 #include <ownerlink/server.h>
