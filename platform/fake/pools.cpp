@@ -64,6 +64,16 @@ std::size_t CountBlocks(uint32_t pool)
                       [pool](const auto& entry) { return entry.second.pool == pool; }));
 }
 
+std::string TextOf(const IAMShmPoolConfig* config)
+{
+    if (config == nullptr) {
+        return "null";
+    }
+    const std::string name = config->name == nullptr ? "null" : config->name;
+    return name + "," + std::to_string(config->blockSize) + "," +
+           std::to_string(config->blockCount);
+}
+
 int RegisterPool(const IAMShmPoolConfig* config, IAMShmPool* pool)
 {
     if (config == nullptr || pool == nullptr || config->blockSize == 0 || config->blockCount == 0) {
@@ -205,11 +215,9 @@ extern "C" {
 OWNERLINK_FAKE_EXPORT int IAMShmRegisterPoolWithConfig(const IAMShmPoolConfig* config,
                                                        IAMShmPool* pool)
 {
-    const std::string name = config == nullptr || config->name == nullptr ? "" : config->name;
-    const std::string sizes = config == nullptr ? "null"
-                                                : std::to_string(config->blockSize) + "," +
-                                                      std::to_string(config->blockCount);
-    Call call("IAMShmRegisterPoolWithConfig", name + "," + sizes, name);
+    const bool isNamed = config != nullptr && config->name != nullptr;
+    const std::string name = isNamed ? config->name : "";
+    Call call("IAMShmRegisterPoolWithConfig", OwnerlinkFake::detail::TextOf(config), name);
     return Complete(call, [&] { return OwnerlinkFake::detail::RegisterPool(config, pool); });
 }
 

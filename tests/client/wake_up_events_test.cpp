@@ -1,5 +1,6 @@
 // The subscription to system events: made once in a process, and ended once.
 #include <cerrno>
+#include <memory>
 
 #include "tests/client/client_internals.h"
 #include "tests/client/client_test.h"
@@ -73,6 +74,49 @@ TEST_F(WakeUpEvents, SecondSubscriptionIsRefusedAndKeepsTheFirstFunction)
     EXPECT_THAT(states, ElementsAre(1u));
 }
 
+// The attempt counts from its first step on.
+TEST_F(WakeUpEvents, SecondSubscriptionDuringTheOpenOfTheFirstIsRefused)
+{
+    platform::Hold("open");
+    auto first = InBackground([this] { return client.RegSysmonitorEventImpl(Collect()); });
+    ASSERT_TRUE(platform::WaitForHeld("open", 1));
+
+    EXPECT_FALSE(client.RegSysmonitorEventImpl([](const SysEvent&) { ADD_FAILURE(); }));
+
+    platform::StopHolding("open");
+    EXPECT_TRUE(first.get());
+    EXPECT_EQ(platform::AsyncReaders().size(), 1u);
+}
+
+TEST_F(WakeUpEvents, FunctionIsInPlaceBeforeThePlatformReads)
+{
+    platform::Hold("IAMFastReadAsync");
+    auto subscription = InBackground([this] { return client.RegSysmonitorEventImpl(Collect()); });
+    ASSERT_TRUE(platform::WaitForHeld("IAMFastReadAsync", 1));
+    char text[] = "2";
+
+    EXPECT_EQ(Ownerlink::ClientInternals::Deliver(text, 1), 0);
+
+    EXPECT_THAT(states, ElementsAre(2u));
+    platform::StopHolding("IAMFastReadAsync");
+    EXPECT_TRUE(subscription.get());
+}
+
+TEST_F(WakeUpEvents, FailedOpenKeepsNoFunction)
+{
+    platform::SetNext("open", {Fails(ENOENT)});
+    client.RegSysmonitorEventImpl(Collect());
+    platform::ClearHistory();
+    char text[] = "1";
+
+    EXPECT_EQ(Ownerlink::ClientInternals::Deliver(text, 1), 0);
+
+    EXPECT_THAT(states, IsEmpty());
+    EXPECT_THAT(platform::Errors(),
+                ElementsAre("WakeUpEvent HandleWakeupData failed, regSysmonitorEventCb_ is "
+                            "nullptr"));
+}
+
 TEST_F(WakeUpEvents, FailedOpenUsesUpTheOneAttempt)
 {
     platform::SetNext("open", {Fails(ENOENT)});
@@ -106,6 +150,31 @@ TEST_F(WakeUpEvents, EndClosesTheDescriptorAndFlushes)
     EXPECT_TRUE(client.UnregSysmonitorEventImpl());
 
     EXPECT_THAT(platform::Timeline(), ElementsAre("close(7)=0", "DlogFlush()=0"));
+}
+
+TEST_F(WakeUpEvents, EventDuringTheCloseIsDropped)
+{
+    client.RegSysmonitorEventImpl(Collect());
+    platform::Hold("close");
+    auto end = InBackground([this] { return client.UnregSysmonitorEventImpl(); });
+    ASSERT_TRUE(platform::WaitForHeld("close", 1));
+
+    EXPECT_EQ(Deliver("1"), 0);
+
+    EXPECT_THAT(states, IsEmpty());
+    platform::StopHolding("close");
+    EXPECT_TRUE(end.get());
+}
+
+// A delivery may still stand in it.
+TEST_F(WakeUpEvents, EndKeepsTheFunction)
+{
+    const auto token = std::make_shared<int>();
+    client.RegSysmonitorEventImpl([token](const SysEvent&) {});
+
+    client.UnregSysmonitorEventImpl();
+
+    EXPECT_EQ(token.use_count(), 2);
 }
 
 TEST_F(WakeUpEvents, SecondEndIsRefused)
@@ -224,14 +293,18 @@ TEST_P(WakeUpEventText, IsTheNumberThatItStartsWith)
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, WakeUpEventText,
-    ::testing::Values(EventText{"Suspend", "2", 2, "SUSPEND"},
-                      EventText{"Trailing", "2x", 2, "SUSPEND"},
-                      EventText{"NoNumber", "x", 0, "OFF"}, EventText{"Empty", "", 0, "OFF"},
-                      EventText{"Unknown", "256", 256, ""},
-                      EventText{"SuspendPre", "258", 258, "SUSPEND_PRE"},
-                      EventText{"Largest", "4294967295", 4294967295, ""},
-                      EventText{"BeyondTheRange", "4294967296", 4294967295, ""},
-                      EventText{"FarBeyondTheRange", "99999999999999999999", 4294967295, ""}),
+    ::testing::Values(
+        EventText{"Suspend", "2", 2, "SUSPEND"}, EventText{"Trailing", "2x", 2, "SUSPEND"},
+        EventText{"NoNumber", "x", 0, "OFF"}, EventText{"Empty", "", 0, "OFF"},
+        EventText{"Unknown", "256", 256, ""}, EventText{"LeadingBlanks", " \n\t1", 1, "WORKING"},
+        EventText{"LeadingZeros", "0001", 1, "WORKING"}, EventText{"PlusSign", "+1", 1, "WORKING"},
+        EventText{"MinusSign", "-1", 4294967295, ""}, EventText{"Hexadecimal", "0x2", 0, "OFF"},
+        EventText{"NoByteOfText", std::string("2\0005", 3), 2, "SUSPEND"},
+        EventText{"LongestThatIsWritten", "4294967294", 4294967294, ""},
+        EventText{"SuspendPre", "258", 258, "SUSPEND_PRE"},
+        EventText{"Largest", "4294967295", 4294967295, ""},
+        EventText{"BeyondTheRange", "4294967296", 4294967295, ""},
+        EventText{"FarBeyondTheRange", "99999999999999999999", 4294967295, ""}),
     [](const auto& test) { return test.param.name; });
 
 TEST_F(WakeUpEvents, BytesBehindTheCountAreNotRead)

@@ -69,6 +69,36 @@ TEST_F(EventQueue, FailedRegistrationHasItsCodeAndLeavesSyslogOn)
                 ElementsAre(SyslogRecord(LOG_ERR, "OwnerlinkServer recvs invalid cmd=7")));
 }
 
+// The switch is the object's to turn: whoever derives from the server may leave it off.
+TEST_F(EventQueue, TurnsOnSyslogThroughTheServersOwnSwitch)
+{
+    struct QuietServer : OwnerlinkServerImpl {
+        int EnableSyslog() override { return ++switched; }
+        int switched = 0;
+    } quiet;
+
+    EXPECT_EQ(quiet.InitSysEventServer("q"), 0);
+
+    EXPECT_EQ(quiet.switched, 1);
+    EXPECT_THAT(platform::Records(),
+                ElementsAre(Info("InitSysEventServer IAMRegisterQueueService begin. serviceName=q"),
+                            Info("InitSysEventServer IAMRegisterQueueService success, "
+                                 "serviceName=q")));
+}
+
+TEST_F(EventQueue, FailedRegistrationIsAnErrorOfThePlatformLogToo)
+{
+    struct QuietServer : OwnerlinkServerImpl {
+        int EnableSyslog() override { return 0; }
+    } quiet;
+    platform::SetNext("IAMRegisterQueueService", {platform::Gives(-7)});
+
+    EXPECT_EQ(quiet.InitSysEventServer("q"), kQueueNotRegistered);
+
+    EXPECT_THAT(platform::Errors(),
+                ElementsAre("InitSysEventServer IAMRegisterQueueService failed err=-7,file=q"));
+}
+
 TEST_F(EventQueue, TakesAPositiveResultForSuccess)
 {
     platform::SetNext("IAMRegisterQueueService", {platform::Gives(1)});
@@ -242,11 +272,13 @@ TEST_F(EventFiles, NullFileIsRefusedInSilence)
     EXPECT_EQ(ServerInternals::Files(), 0u);
 }
 
-TEST_F(EventFiles, NamelessFileIsLoggedAsEmpty)
+TEST_F(EventFiles, NamelessFileIsLoggedAsEmptyAndItsPoolIsNameless)
 {
     EXPECT_EQ(OwnerlinkServerImpl::OwnerlinkServerOpen(nameless), 0);
     EXPECT_EQ(OwnerlinkServerImpl::OwnerlinkServerClose(nameless), 0);
 
+    EXPECT_THAT(platform::Calls("IAMShmRegisterPoolWithConfig"),
+                ElementsAre("IAMShmRegisterPoolWithConfig(null,160,1000)=0"));
     EXPECT_THAT(platform::Records(),
                 ElementsAre(Warning("OwnerlinkServerOpen is called file="),
                             Info("OwnerlinkServerOpen: Register ShmPool success, fileName="),

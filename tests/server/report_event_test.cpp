@@ -248,15 +248,42 @@ TEST_F(ReportEvent, TriesThePoolThatCouldNotBeRegistered)
                 ElementsAre("ReportSysEvent, Malloc block failed. (err=-22,resFile=" + b + ")"));
 }
 
-TEST_F(ReportEvent, FullPoolFailsForThatFileAlone)
+TEST_F(ReportEvent, SucceedsWithSuchAPoolWhereThePlatformTakesIt)
 {
     CloseSecond();
+    platform::SetNext("IAMShmRegisterPoolWithConfig", {platform::Gives(-1)});
+    OwnerlinkServerImpl::OwnerlinkServerOpen(first);
+    platform::SetNext("IAMShmHandleMalloc", {platform::Gives(0)});
+    platform::SetNext("IAMShmWrite", {platform::Gives(0)});
+    platform::SetNext("IAMDataEnqueue", {platform::Gives(0)});
+    platform::ClearHistory();
+
+    EXPECT_EQ(Report(), 0);
+
+    EXPECT_THAT(platform::Calls(), ElementsAre("IAMShmHandleMalloc(,3)=0", "IAMShmWrite(,3,0)=0",
+                                               "IAMDataEnqueue(" + a + ")=0"));
+}
+
+TEST_F(ReportEvent, GoesToTheFilesOfTheProcessFromAnyServerObject)
+{
+    OwnerlinkServerImpl other;
+
+    EXPECT_EQ(other.ReportSysEvent({3}), 0);
+
+    EXPECT_THAT(platform::QueuedEvents(first), ElementsAre("3"));
+    EXPECT_THAT(platform::QueuedEvents(second), ElementsAre("3"));
+}
+
+TEST_F(ReportEvent, FullPoolFailsForThatFileAlone)
+{
     for (int event = 0; event < 1000; ++event) {
         ASSERT_EQ(Report(1), 0);
+        platform::TakeEvents(second);
     }
 
     EXPECT_EQ(Report(2), kNoBlock);
 
+    EXPECT_THAT(platform::TakeEvents(second), ElementsAre("2"));
     EXPECT_EQ(platform::TakeEvents(first).size(), 1000u);
     EXPECT_EQ(Report(3), 0);
     EXPECT_THAT(platform::QueuedEvents(first), ElementsAre("3"));
