@@ -1,11 +1,8 @@
 // The owner's server from registration to the end of the process, forks included.
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -20,7 +17,6 @@ namespace hosted {
 namespace {
 
 constexpr uint32_t kDefaultTimeoutMs = 5000;  // of a service that names none
-constexpr std::chrono::seconds kExitWait{2};
 
 int CheckDescription(const IAMServiceDesc& desc)
 {
@@ -34,11 +30,6 @@ int CheckDescription(const IAMServiceDesc& desc)
 UniqueFd MakeSpare()
 {
     return UniqueFd::Make([] { return open("/dev/null", O_RDONLY | O_CLOEXEC); });
-}
-
-void StopAtExit()
-{
-    OwnerServer::Instance().Stop();
 }
 
 }  // namespace
@@ -126,9 +117,7 @@ int OwnerServer::StartOnce()
     UniqueFd spare = MakeSpare();
     const MutexLock lock(mutex_);
     spare_ = std::move(spare);
-    if (std::exchange(process_, getpid()) == 0) {
-        std::atexit(StopAtExit);
-    }
+    exitHandler_.Install();
     return 0;
 }
 
@@ -169,19 +158,15 @@ int OwnerServer::Serve(std::unique_ptr<OwnerService> service)
 
 void OwnerServer::Stop()
 {
-    {
-        const RegistrationTurn turn(*this);
-        const Outcome<RuntimeDir> directory = OpenRuntimeDir();
-        const MutexLock lock(mutex_);
-        if (process_ != getpid()) {
-            return;  // a child that no fork handler has seen: the endpoints are its parent's
-        }
-        stopping_.store(true);
-        threads_.Stop();
-        EndServices(directory ? &directory.value : nullptr);
-        EndIdleConnections();
+    const RegistrationTurn turn(*this);
+    const Outcome<RuntimeDir> directory = OpenRuntimeDir();
+    const MutexLock lock(mutex_);
+    if (!exitHandler_.IsInstalled() || stopping_.exchange(true)) {
+        return;
     }
-    WaitForHooks();
+    threads_.Stop();
+    EndServices(directory ? &directory.value : nullptr);
+    EndIdleConnections();
 }
 
 // The name's lock stays with the process: until it is gone nobody else may publish the name.
@@ -209,11 +194,10 @@ void OwnerServer::EndIdleConnections()
     }
 }
 
-void OwnerServer::WaitForHooks()
+void OwnerServer::WaitForHooks(std::chrono::steady_clock::time_point end)
 {
-    const auto end = std::chrono::steady_clock::now() + kExitWait;
     const MutexLock lock(mutex_);
-    while (runningHooks_.load() > HooksOnThisThread()) {
+    while (stopping_.load() && runningHooks_.load() > HooksOnThisThread()) {
         if (!hooksEnded_.WaitUntil(mutex_, end)) {
             return;
         }

@@ -3,11 +3,13 @@
 #define OWNERLINK_PLATFORM_HOSTED_OWNER_SERVER_H
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <unordered_set>
 #include <vector>
 
 #include "platform/hosted/condition.h"
+#include "platform/hosted/exit_handler.h"
 #include "platform/hosted/message.h"
 #include "platform/hosted/mutex.h"
 #include "platform/hosted/owner_peers.h"
@@ -33,8 +35,11 @@ public:
     // Publishes `desc`. 0 or an errno number; logs why.
     int Register(const IAMServiceDesc& desc) HOSTED_EXCLUDES(mutex_);
 
-    // Stops taking work, ends what is idle and waits for the hooks that run, up to 2 s.
+    // Stops taking work and ends what is idle.
     void Stop() HOSTED_EXCLUDES(mutex_);
+
+    // Once stopped: waits for the hooks that run, but for those that the calling thread stands in.
+    void WaitForHooks(std::chrono::steady_clock::time_point end) HOSTED_EXCLUDES(mutex_);
 
     void LockForFork();
     void UnlockAfterFork();
@@ -79,7 +84,6 @@ private:
     int Serve(std::unique_ptr<OwnerService> service) HOSTED_EXCLUDES(mutex_);
     void EndServices(const RuntimeDir* directory) HOSTED_REQUIRES(mutex_);
     void EndIdleConnections() HOSTED_REQUIRES(mutex_);
-    void WaitForHooks() HOSTED_EXCLUDES(mutex_);
 
     OwnerThreads threads_;
     OwnerPeers peers_;
@@ -95,7 +99,7 @@ private:
     std::vector<std::unique_ptr<OwnerService>> services_ HOSTED_GUARDED_BY(mutex_);
     std::unordered_set<OwnerConnection*> connections_ HOSTED_GUARDED_BY(mutex_);
     UniqueFd spare_ HOSTED_GUARDED_BY(mutex_);  // given up to accept and end a connection too many
-    pid_t process_ HOSTED_GUARDED_BY(mutex_) = 0;  // that registered
+    ExitHandler exitHandler_ HOSTED_GUARDED_BY(mutex_);
 };
 
 }  // namespace hosted

@@ -1,7 +1,12 @@
-// What the layer does when its process forks: its locks are held across the fork, and its
+// What the layer does when its process forks or exits. Its locks are held across a fork, and its
 // descriptors are closed in the child.
 #include <pthread.h>
 
+#include <chrono>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/hosted/exit_handler.h"
 #include "platform/hosted/file_client.h"
 #include "platform/hosted/name_lock.h"
 #include "platform/hosted/owner_server.h"
@@ -13,6 +18,20 @@
 
 namespace hosted {
 namespace {
+
+constexpr std::chrono::seconds kExitWait{2};
+
+// All are stopped before one is waited for: nothing new may begin meanwhile.
+void StopLayer()
+{
+    static const auto end = std::chrono::steady_clock::now() + kExitWait;  // for all handlers
+    OwnerServer::Instance().Stop();
+    QueueServer::Instance().Stop();
+    QueueClient::Instance().Stop();
+    OwnerServer::Instance().WaitForHooks(end);
+    QueueServer::Instance().WaitForHooks(end);
+    QueueClient::Instance().WaitForDeliveries(end);
+}
 
 // No call holds one of these while it takes another but the registry's, which comes last.
 void LockAll() HOSTED_TSA(no_thread_safety_analysis)
@@ -71,4 +90,12 @@ const int installed = [] {
 }();
 
 }  // namespace
+
+void ExitHandler::Install()
+{
+    if (std::exchange(process_, getpid()) == 0) {
+        (void)std::atexit(StopLayer);
+    }
+}
+
 }  // namespace hosted

@@ -1,17 +1,11 @@
 #include "platform/hosted/queue_client.h"
 
-#include <unistd.h>
-
 #include <cerrno>
-#include <chrono>
-#include <cstdlib>
 #include <string>
 #include <utility>
 
 namespace hosted {
 namespace {
-
-constexpr std::chrono::seconds kExitWait{2};
 
 thread_local int deliveriesOnThisThread = 0;
 
@@ -19,11 +13,6 @@ bool IsQueueNumber(int number)
 {
     const std::optional<DescriptorPlace> place = PlaceOf(number);
     return place && place->range == DescriptorRange::kQueue;
-}
-
-void StopAtExit()
-{
-    QueueClient::Instance().Stop();
 }
 
 }  // namespace
@@ -101,16 +90,18 @@ int QueueClient::ReadAsync(int number, QueueSubscription::Callback callback)
     if (found == nullptr) {
         return EBADF;
     }
-    StopAtExitOnce();
+    if (!MayRead()) {
+        return ESHUTDOWN;
+    }
     return QueueSubscription::StartReading(found, number, callback);
 }
 
-void QueueClient::StopAtExitOnce()
+// Not when it is too late for the exit to stop it.
+bool QueueClient::MayRead()
 {
     const MutexLock lock(mutex_);
-    if (std::exchange(process_, getpid()) == 0) {
-        (void)std::atexit(StopAtExit);
-    }
+    exitHandler_.Install();
+    return !stopping_.load();
 }
 
 // Counted ahead of the reader's look at whether it is closed, so that `Stop` either waits for the
@@ -133,18 +124,21 @@ void QueueClient::End()
 
 void QueueClient::Stop()
 {
-    const auto end = std::chrono::steady_clock::now() + kExitWait;
     const MutexLock lock(mutex_);
-    if (process_ != getpid()) {
-        return;  // a child that no fork handler has seen
+    if (!exitHandler_.IsInstalled() || stopping_.exchange(true)) {
+        return;
     }
-    stopping_.store(true);
     for (const SubscriptionPointer& subscription : subscriptions_) {
         if (subscription != nullptr) {
             subscription->Close();
         }
     }
-    while (running_.load() > deliveriesOnThisThread) {
+}
+
+void QueueClient::WaitForDeliveries(std::chrono::steady_clock::time_point end)
+{
+    const MutexLock lock(mutex_);
+    while (stopping_.load() && running_.load() > deliveriesOnThisThread) {
         if (!deliveryEnded_.WaitUntil(mutex_, end)) {
             return;
         }

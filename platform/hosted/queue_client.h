@@ -2,15 +2,15 @@
 #ifndef OWNERLINK_PLATFORM_HOSTED_QUEUE_CLIENT_H
 #define OWNERLINK_PLATFORM_HOSTED_QUEUE_CLIENT_H
 
-#include <sys/types.h>
-
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string_view>
 #include <vector>
 
 #include "platform/hosted/condition.h"
 #include "platform/hosted/descriptor_numbers.h"
+#include "platform/hosted/exit_handler.h"
 #include "platform/hosted/mutex.h"
 #include "platform/hosted/outcome.h"
 #include "platform/hosted/queue_subscription.h"
@@ -30,11 +30,14 @@ public:
     int Close(int number) HOSTED_EXCLUDES(mutex_);
     bool IsOpen(int number) HOSTED_EXCLUDES(mutex_) { return Find(number) != nullptr; }
 
-    // EBADF; EALREADY when the descriptor has a reader.
+    // EBADF; EALREADY when the descriptor has a reader; ESHUTDOWN at exit.
     int ReadAsync(int number, QueueSubscription::Callback callback) HOSTED_EXCLUDES(mutex_);
 
-    // Begins no delivery any more and waits for those that run, up to 2 s.
+    // Begins no delivery any more.
     void Stop() HOSTED_EXCLUDES(mutex_);
+
+    // Once stopped: waits for the deliveries that run, but for one that the calling thread is in.
+    void WaitForDeliveries(std::chrono::steady_clock::time_point end) HOSTED_EXCLUDES(mutex_);
 
     void LockForFork();
     void UnlockAfterFork();
@@ -48,7 +51,7 @@ private:
     SubscriptionPointer Find(int number) HOSTED_EXCLUDES(mutex_);
     SubscriptionPointer Remove(int number) HOSTED_EXCLUDES(mutex_);
     SubscriptionPointer* PlaceIn(int number) HOSTED_REQUIRES(mutex_);
-    void StopAtExitOnce() HOSTED_EXCLUDES(mutex_);
+    bool MayRead() HOSTED_EXCLUDES(mutex_);
 
     std::atomic<int> running_{0};  // deliveries
     std::atomic<bool> stopping_{false};
@@ -56,7 +59,7 @@ private:
     Condition deliveryEnded_;
     SlotSet slots_ HOSTED_GUARDED_BY(mutex_);
     std::vector<SubscriptionPointer> subscriptions_ HOSTED_GUARDED_BY(mutex_);  // by slot
-    pid_t process_ HOSTED_GUARDED_BY(mutex_) = 0;                               // that reads
+    ExitHandler exitHandler_ HOSTED_GUARDED_BY(mutex_);
 };
 
 }  // namespace hosted

@@ -1,10 +1,6 @@
 #include "platform/hosted/queue_server.h"
 
-#include <unistd.h>
-
 #include <cerrno>
-#include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -17,7 +13,6 @@ namespace hosted {
 namespace {
 
 constexpr uint32_t kDefaultTimeoutMs = 5000;  // of a queue that names none
-constexpr std::chrono::seconds kExitWait{2};
 
 int CheckDescription(const IAMQueueServiceDesc& desc)
 {
@@ -28,11 +23,6 @@ int CheckDescription(const IAMQueueServiceDesc& desc)
         return EINVAL;
     }
     return strnlen(desc.name, kMaxNameSize + 1) <= kMaxNameSize ? 0 : ENAMETOOLONG;
-}
-
-void StopAtExit()
-{
-    QueueServer::Instance().Stop();
 }
 
 }  // namespace
@@ -137,9 +127,7 @@ int QueueServer::Serve(const RuntimeDir& directory, std::unique_ptr<QueueService
         const MutexLock lock(mutex_);
         services_.reserve(services_.size() + 1);
         ++running_;
-        if (std::exchange(process_, getpid()) == 0) {
-            (void)std::atexit(StopAtExit);
-        }
+        exitHandler_.Install();
     }
     const uint32_t generation = FdRegistry::Instance().Generation();
     const int error = service->Start(std::move(listener), [this, generation] {
@@ -167,14 +155,12 @@ void QueueServer::NoteEndOfService()
 
 void QueueServer::Stop()
 {
-    const auto end = std::chrono::steady_clock::now() + kExitWait;
     const Turn turn(*this);
     const Outcome<RuntimeDir> directory = OpenRuntimeDir();
     const MutexLock lock(mutex_);
-    if (process_ != getpid()) {
-        return;  // a child that no fork handler has seen: the endpoints are its parent's
+    if (!exitHandler_.IsInstalled() || std::exchange(stopping_, true)) {
+        return;
     }
-    stopping_ = true;
     for (const auto& service : services_) {
         if (directory) {
             RemoveRecord(directory.value, service->Name());
@@ -182,7 +168,12 @@ void QueueServer::Stop()
         }
         service->Stop();
     }
-    while (running_ > (QueueService::IsOnThread() ? 1 : 0)) {
+}
+
+void QueueServer::WaitForHooks(std::chrono::steady_clock::time_point end)
+{
+    const MutexLock lock(mutex_);
+    while (stopping_ && running_ > (QueueService::IsOnThread() ? 1 : 0)) {
         if (!changed_.WaitUntil(mutex_, end)) {
             return;
         }

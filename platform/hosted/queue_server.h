@@ -2,12 +2,12 @@
 #ifndef OWNERLINK_PLATFORM_HOSTED_QUEUE_SERVER_H
 #define OWNERLINK_PLATFORM_HOSTED_QUEUE_SERVER_H
 
-#include <sys/types.h>
-
+#include <chrono>
 #include <memory>
 #include <vector>
 
 #include "platform/hosted/condition.h"
+#include "platform/hosted/exit_handler.h"
 #include "platform/hosted/mutex.h"
 #include "platform/hosted/queue_service.h"
 #include "platform/hosted/runtime_dir.h"
@@ -23,8 +23,11 @@ public:
     // Publishes `desc`. 0 or an errno number; logs why.
     int Register(const IAMQueueServiceDesc& desc) HOSTED_EXCLUDES(mutex_);
 
-    // Takes the names back, ends the subscriptions and waits for the hooks that run, up to 2 s.
+    // Takes the names back and ends the subscriptions.
     void Stop() HOSTED_EXCLUDES(mutex_);
+
+    // Once stopped: waits for the hooks that run, but for one that the calling thread stands in.
+    void WaitForHooks(std::chrono::steady_clock::time_point end) HOSTED_EXCLUDES(mutex_);
 
     void LockForFork();
     void UnlockAfterFork();
@@ -44,8 +47,8 @@ private:
     Condition changed_;
     bool hasTurn_ HOSTED_GUARDED_BY(mutex_) = false;
     bool stopping_ HOSTED_GUARDED_BY(mutex_) = false;
-    int running_ HOSTED_GUARDED_BY(mutex_) = 0;    // services
-    pid_t process_ HOSTED_GUARDED_BY(mutex_) = 0;  // that registered
+    int running_ HOSTED_GUARDED_BY(mutex_) = 0;  // services
+    ExitHandler exitHandler_ HOSTED_GUARDED_BY(mutex_);
     std::vector<std::unique_ptr<QueueService>> services_ HOSTED_GUARDED_BY(mutex_);  // never freed
 };
 

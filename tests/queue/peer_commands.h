@@ -28,6 +28,7 @@ inline std::string FailedWith(int error)
 }
 
 std::string Publish(const std::string& name);
+std::string Serve(const std::string& name);
 Commands OwnerCommands();
 
 std::string Subscribe(const std::string& name);

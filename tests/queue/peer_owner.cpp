@@ -2,6 +2,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/iam_file.h"
 #include "platform/iam_queue.h"
 #include "tests/queue/peer_commands.h"
 
@@ -16,8 +17,10 @@ struct Owner : Shared {
     std::string openResult = "0";
     std::string closeResult = "0";
     bool holdOpen = false;
+    bool holdClose = false;
     bool isHeld = false;
     std::string reportInOpen;
+    bool isCalled = false;
 };
 
 Owner& The()
@@ -50,11 +53,14 @@ int ResultOrThrow(const std::string& result)
     return std::stoi(result);
 }
 
-void Hold(Owner& owner, PeerLock& lock)
+void HoldWhile(const bool& isHolding, Owner& owner, PeerLock& lock)
 {
+    if (!isHolding) {
+        return;
+    }
     owner.isHeld = true;
     owner.changed.notify_all();
-    owner.changed.wait(lock, [&] { return !owner.holdOpen; });
+    owner.changed.wait(lock, [&] { return !isHolding; });
     owner.isHeld = false;
 }
 
@@ -63,9 +69,7 @@ int OnOpen(IamQfsMgrFile* file)
     Owner& owner = The();
     PeerLock lock(owner.mutex);
     ++owner.opens;
-    if (owner.holdOpen) {
-        Hold(owner, lock);
-    }
+    HoldWhile(owner.holdOpen, owner, lock);
     IAMShmPool& pool = owner.pools[file] = {};
     IAMShmRegisterPoolWithConfig(&owner.pool, &pool);
     if (!owner.reportInOpen.empty()) {
@@ -82,13 +86,24 @@ int OnOpen(IamQfsMgrFile* file)
 int OnClose(IamQfsMgrFile* file)
 {
     Owner& owner = The();
-    const PeerLock lock(owner.mutex);
+    PeerLock lock(owner.mutex);
+    HoldWhile(owner.holdClose, owner, lock);
     ++owner.closes;
     std::erase(owner.files, file);
     IAMShmDestroyPool(&owner.pools[file]);
     owner.pools.erase(file);
     owner.changed.notify_all();
     return ResultOrThrow(owner.closeResult);
+}
+
+int BlockForEver(IAMMgrFile*, unsigned int, IAMIoctlArg*)
+{
+    Owner& owner = The();
+    PeerLock lock(owner.mutex);
+    owner.isCalled = true;
+    owner.changed.notify_all();
+    owner.changed.wait(lock, [] { return false; });
+    return 0;
 }
 
 std::string Report(const Words& words)
@@ -167,6 +182,17 @@ std::string Publish(const std::string& name)
     return result == 0 ? "ready" : FailedWith(-result);
 }
 
+std::string Serve(const std::string& name)
+{
+    IAMFileOps ops = {};
+    ops.open = [](IAMMgrFile*) {
+        return 0;
+    };
+    ops.ioctl = BlockForEver;
+    const IAMServiceDesc desc = {name.c_str(), &ops, 60000};
+    return IAMRegisterService(&desc) == 0 ? "ready" : FailedWith(errno);
+}
+
 Commands OwnerCommands()
 {
     using W = const Words&;
@@ -196,9 +222,21 @@ Commands OwnerCommands()
          [](W) {
              return Set([](Owner& o) { o.holdOpen = true; });
          }},
+        {"hold-close",
+         [](W) {
+             return Set([](Owner& o) { o.holdClose = true; });
+         }},
         {"release",
          [](W) {
-             return Set([](Owner& o) { o.holdOpen = false; });
+             return Set([](Owner& o) { o.holdOpen = o.holdClose = false; });
+         }},
+        {"serve",
+         [](W words) {
+             return Serve(words.at(0));
+         }},
+        {"called",
+         [](W) {
+             return AwaitAndCount([](const Owner& o) { return o.isCalled; });
          }},
         {"held",
          [](W) {

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <string>
 #include <thread>
@@ -19,6 +20,11 @@ namespace {
 
 using Fork = HostedTest;
 using Exit = HostedTest;
+
+int Ignore(int, void*, unsigned long)
+{
+    return 0;
+}
 
 }  // namespace
 
@@ -198,6 +204,53 @@ TEST_F(Exit, OfAnOwnerWhoseOpenHookBlocksTakesTwoSeconds)
     EXPECT_LT(elapsed, 20000);
     int status = 0;
     waitpid(subscriber, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+// A request, a queue's hook and a delivery, each of which never returns.
+TEST_F(Exit, WaitsTwoSecondsForEverythingTogether)
+{
+    QueueOwner owner;
+    ASSERT_EQ(owner.Tell("serve " + std::string(kName)), "ready");
+    ASSERT_EQ(owner.Tell("subscribe " + std::string(kQueue)), "ready");
+    owner.Tell("block");
+    owner.Tell("report 1");
+    ASSERT_EQ(owner.Tell("blocked"), "blocked");
+    auto call = std::async(std::launch::async, [] { return Ioctl(OpenOrFail(), kEcho); });
+    owner.Tell("called");
+    owner.Tell("hold");
+    auto open = std::async(std::launch::async, [] { return Open(kQueue); });
+    owner.Tell("held");
+
+    const int64_t elapsed = MillisecondsOf([&] {
+        owner.Write("exit");
+        EXPECT_EQ(owner.AwaitExit(), 0);
+    });
+
+    EXPECT_GE(elapsed, 1900);
+    EXPECT_LT(elapsed, 5900);
+    EXPECT_EQ(call.get(), (CallResult{-1, EPIPE}));
+    EXPECT_EQ(open.get(), (CallResult{-1, ENOENT}));
+}
+
+TEST_F(Exit, TakesNoReaderAnyMore)
+{
+    QueueOwner owner;
+    const pid_t child = fork();
+    if (child == 0) {
+        struct Late {
+            ~Late()
+            {
+                const size_t result = IAMFastReadAsync(OpenOrFail(kQueue), Ignore);
+                _exit(result == static_cast<size_t>(-ESHUTDOWN) ? 0 : 2);
+            }
+        };
+        static Late late;
+        std::exit(IAMFastReadAsync(OpenOrFail(kQueue), Ignore) == 0 ? 1 : 3);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+
     EXPECT_EQ(status, 0);
 }
 

@@ -10,17 +10,20 @@
 //                 pool SIZE N     what later files get as their pool
 //                 open-result N   what the open hook answers from now on; "throw" makes it throw
 //                 close-result N  the same for the close hook
-//                 hold, release   open hooks block from now on, or no more
-//                 held            waits until an open hook blocks; counts as above
+//                 hold, hold-close, release   open or close hooks block from now on, or no more
+//                 held            waits until a hook blocks; counts as above
 //                 report-in-open TEXT  open hooks report TEXT to their file
 //                 publish NAME    publishes one more
+//                 serve NAME      publishes a resource file whose requests block for ever
+//                 called          waits until one does; counts as above
 // As subscriber:  await N         waits for N events; all that came so far, with commas
 //                 block, unblock  the callback blocks from now on, or no more
 //                 blocked         waits until the callback blocks
 //                 close-inside, throw-inside, exit-inside   what the next callback does
 //                 close           closes the descriptor; 0, or "failed ERRNO"
 //                 subscribe NAME  opens and reads one more
-// Both:           memories        how many rings and pools this process has open or mapped
+// Both obey the commands of the other role too, and:
+//                 memories        how many rings and pools this process has open or mapped
 //                 exit            leaves main
 #include <dirent.h>
 #include <sys/prctl.h>
@@ -92,7 +95,8 @@ int main(int count, char** arguments)
     const std::string role = arguments[1];
     const std::string prefix = "subscribe ";
     const bool isSubscriber = role.rfind(prefix, 0) == 0;
-    const Commands commands = isSubscriber ? SubscriberCommands() : OwnerCommands();
+    Commands commands = OwnerCommands();
+    commands.merge(SubscriberCommands());
     std::cout << (isSubscriber ? Subscribe(role.substr(prefix.size())) : Publish(role))
               << std::endl;
     std::string line;
