@@ -116,10 +116,13 @@ int QueueOutlet::HandOver(const Pool& pool, const PoolKey& key, uint32_t place)
     message.size = pool.BlockSize();
     message.count = pool.BlockCount();
     const int error = SendQueueMessage(socket_, message, pool.Memory().Get());
-    if (error == 0) {
-        handed = {key, message.pool, 0, true};
+    // Who is gone misses neither the pool nor the entry: the end of its queue is on the way.
+    const bool isGone = error == EPIPE || error == ECONNRESET || error == ENOTCONN;
+    if (error != 0 && !isGone) {
+        return error;
     }
-    return error == ECONNRESET || error == ENOTCONN ? EPIPE : error;
+    handed = {key, message.pool, 0, true};
+    return 0;
 }
 
 }  // namespace hosted

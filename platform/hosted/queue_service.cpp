@@ -334,18 +334,22 @@ void QueueService::End(Subscriber& subscriber)
     subscribers_.erase(subscriber.socket.Get());
 }
 
+// The queue goes after the hook: until the host has forgotten the file, a report to it is no
+// failure.
 void QueueService::Close(Subscriber& subscriber)
 {
     const pid_t process = subscriber.peer.process;
     if (subscriber.queue == nullptr) {
         return;
     }
+    IamQfsMgrFile* const file = std::exchange(subscriber.file, nullptr);
+    const bool mayRunHook = file != nullptr && !stopping_.load();
+    const bool isForgotten = mayRunHook && RunHook(ops_.close, *file, "close") == 0;
     if (QueueStore::Instance().RemoveQueue(subscriber.queue)) {
         HOSTED_LOG(kLogError, "ring of %.128s corrupted by process %d: subscription ended",
                    name_.c_str(), process);
     }
-    IamQfsMgrFile* const file = std::exchange(subscriber.file, nullptr);
-    if (file != nullptr && !stopping_.load() && RunHook(ops_.close, *file, "close") == 0) {
+    if (isForgotten) {
         unusedFiles_.push_back(file);
     }
     HOSTED_LOG(kLogInfo, "the subscription of process %d to %.128s has ended", process,

@@ -1,5 +1,12 @@
 // Events across processes: once, in order, to each subscriber by itself.
 #include <cerrno>
+#include <condition_variable>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
 
 #include "tests/queue/queue_world.h"
 
@@ -13,6 +20,30 @@ using Delivery = HostedTest;
 std::string Result(int error)
 {
     return std::to_string(-error);
+}
+
+// The threads that deliveries in this process came from.
+struct Threads {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::map<int, std::set<std::thread::id>> byDescriptor;
+    int deliveries = 0;
+};
+
+Threads& TheThreads()
+{
+    static Threads* const threads = new Threads;  // readers outlive the test
+    return *threads;
+}
+
+int NoteThread(int fd, void*, unsigned long)
+{
+    Threads& threads = TheThreads();
+    const std::lock_guard<std::mutex> lock(threads.mutex);
+    threads.byDescriptor[fd].insert(std::this_thread::get_id());
+    ++threads.deliveries;
+    threads.changed.notify_all();
+    return 0;
 }
 
 }  // namespace
@@ -132,6 +163,77 @@ TEST_F(Delivery, ToASlowSubscriberWithADryPoolFailsForThatOneAlone)
     EXPECT_EQ(slow.Tell("await 4"), Numbers(0, 4));
     EXPECT_EQ(owner.Tell("report 5"), "0,0");  // the blocks have come back
     EXPECT_EQ(slow.Tell("await 5"), "0,1,2,3,5");
+}
+
+TEST_F(Delivery, ToASubscriberThatIsClosingIsNoFailure)
+{
+    QueueOwner owner;
+    Subscriber leaving;
+    Subscriber other;
+    ASSERT_EQ(owner.Tell("report 1"), "0,0");
+    ASSERT_EQ(leaving.Tell("await 1"), "1");
+    owner.Tell("hold-close");
+    leaving.Tell("close");
+    owner.Tell("held");
+
+    EXPECT_EQ(owner.Tell("report 2"), "0,0");
+
+    owner.Tell("release");
+    EXPECT_EQ(owner.Tell("files 1"), "opens=2 closes=1");
+    EXPECT_EQ(owner.Tell("report 3"), "0");
+    EXPECT_EQ(other.Tell("await 3"), "1,2,3");
+    EXPECT_EQ(leaving.Tell("await 1"), "1");
+}
+
+TEST_F(Delivery, ToASubscriberThatIsClosingBeforeItsFirstEventIsNoFailure)
+{
+    QueueOwner owner;
+    auto leaving = std::make_unique<Subscriber>();
+    ASSERT_EQ(leaving->FirstLine(), "ready");
+    Subscriber other;
+    owner.Tell("hold-close");
+    leaving = nullptr;
+    owner.Tell("held");
+
+    EXPECT_EQ(owner.Tell("report 1"), "0,0");
+
+    owner.Tell("release");
+    EXPECT_EQ(owner.Tell("files 1"), "opens=2 closes=1");
+    EXPECT_EQ(other.Tell("await 1"), "1");
+}
+
+TEST_F(Delivery, WaitsForNoHook)
+{
+    QueueOwner owner;
+    Subscriber subscriber;
+    ASSERT_EQ(subscriber.FirstLine(), "ready");
+    owner.Tell("hold");
+    auto open = std::async(std::launch::async, [] { return Open(kQueue); });
+    owner.Tell("held");
+
+    EXPECT_EQ(owner.Tell("report 1"), "0");
+    EXPECT_EQ(subscriber.Tell("await 1"), "1");
+
+    owner.Tell("release");
+    EXPECT_GE(open.get().result, 0);
+}
+
+TEST_F(Delivery, ComesFromOneThreadForEachDescriptor)
+{
+    QueueOwner owner;
+    const int first = OpenOrFail(kQueue);
+    const int second = OpenOrFail(kQueue);
+    ASSERT_EQ(IAMFastReadAsync(first, NoteThread), 0U);
+    ASSERT_EQ(IAMFastReadAsync(second, NoteThread), 0U);
+
+    ASSERT_EQ(owner.Tell("burst 0 100"), "0");
+
+    Threads& threads = TheThreads();
+    std::unique_lock<std::mutex> lock(threads.mutex);
+    threads.changed.wait(lock, [&] { return threads.deliveries == 200; });
+    EXPECT_EQ(threads.byDescriptor[first].size(), 1U);
+    EXPECT_EQ(threads.byDescriptor[second].size(), 1U);
+    EXPECT_NE(threads.byDescriptor[first], threads.byDescriptor[second]);
 }
 
 TEST_F(Delivery, OfMoreThanABlockHoldsIsRefused)

@@ -187,11 +187,16 @@ TEST_F(Outlet, ThatHasEndedGivesAllBlocksBackAndTakesNone)
     EXPECT_FALSE(outlet_->IsCorrupt());
 }
 
-TEST_F(Outlet, OfASubscriberThatIsGoneIsEPIPE)
+TEST_F(Outlet, OfASubscriberThatIsGoneTakesEntriesUntilItEnds)
 {
+    const PoolKey pool = MakePool(2);
     subscriber_.Reset();
 
-    EXPECT_EQ(Push(MakePool()), EPIPE);
+    EXPECT_EQ(Push(pool), 0);
+    EXPECT_EQ(Push(pool), 0);
+
+    outlet_->End(pools_);
+    EXPECT_EQ(Push(pool), EPIPE);
 }
 
 TEST_F(Outlet, WhoseSocketIsFullTakesNoNewPool)

@@ -149,7 +149,7 @@ TEST_F(Subscribing, FailsWithEIOWhenTheOpenHookIsNegativeAndTheCloseHookRunsAllT
     EXPECT_EQ(Open(kQueue), (CallResult{-1, EIO}));
 
     EXPECT_EQ(owner.Tell("closes 1"), "opens=1 closes=1");
-    EXPECT_EQ(owner.Tell("memories"), "0");
+    EXPECT_TRUE(Eventually([&] { return owner.Tell("memories") == "0"; }));
     owner.Tell("open-result 0");
     EXPECT_GE(Open(kQueue).result, 0);
 }
@@ -378,6 +378,30 @@ TEST_F(Publishing, InADirectoryThatOthersMayWriteIsRefused)
     const IAMQueueOps ops = HarmlessHooks();
 
     EXPECT_EQ(RegisterQueue(kQueue, &ops), -EACCES);
+}
+
+TEST_F(Publishing, LetsHooksUseTheWholeLayer)
+{
+    static bool isUsed = false;
+    IAMQueueOps ops = HarmlessHooks();
+    ops.open = [](IamQfsMgrFile* file) {
+        const IAMQueueOps others = HarmlessHooks();
+        const IAMShmPoolConfig config = {"test", 8, 1};
+        IAMShmPool pool = {};
+        IAMShmBlock block = {};
+        isUsed = RegisterQueue("dp:/res/test/inner", &others) == 0 &&
+                 IAMShmRegisterPoolWithConfig(&config, &pool) == 0 &&
+                 IAMShmHandleMalloc(&pool, 8, &block) == 0 && IAMShmWrite(&block, "x", 1, 0) == 0 &&
+                 IAMDataEnqueue(file->queue, &pool, &block) == 0;
+        const int fd = OpenOrFail("dp:/res/test/inner");
+        isUsed = isUsed && IAMFastReadAsync(fd, OnEvent) == 0 && Close(fd) == CallResult{0, 0};
+        return 0;
+    };
+    ASSERT_EQ(RegisterQueue(kQueue, &ops), 0);
+
+    EXPECT_GE(Open(kQueue).result, 0);
+
+    EXPECT_TRUE(isUsed);
 }
 
 TEST_F(Publishing, OpensWithinTheOwnersOwnProcessToo)
