@@ -68,7 +68,7 @@ public:
 
     // Reports `event` to every manager that has subscribed. Thread-safe. Returns 0, also without a
     // subscriber, or the code of the last subscriber that could not be reached: 0xF10209 no memory
-    // block, 0xF10003 write failed, 0xF1020B queue full or gone.
+    // block, 0xF10003 write failed, 0xF1020B queue full or broken.
     virtual int ReportSysEvent(const SysEvent& event) = 0;
 
     // The registrations. Each stores its callback, replacing the former one, and publishes
