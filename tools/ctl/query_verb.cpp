@@ -1,0 +1,144 @@
+// query and list.
+
+#include <ownerlink/enum_text.h>
+
+#include <algorithm>
+
+#include "tools/ctl/verbs.h"
+
+namespace ctl {
+namespace {
+
+constexpr int kDatamasterAlone = 0;
+
+std::string StateOf(uint32_t status)
+{
+    const std::string text = ProcMgr::GetAppExecStateStr(status);
+    return text.empty() ? std::to_string(status) : text;
+}
+
+// Finds the owner of one answer in the library's record of it. The records are in the order of the
+// answers; `next` moves along.
+std::string OwnerOf(const AppStatus& answer, const std::vector<LogRecord>& records, size_t& next,
+                    const OwnerTable& table)
+{
+    while (next < records.size() && records[next].text.find("): secvfs=") == std::string::npos) {
+        ++next;
+    }
+    if (next == records.size()) {
+        return "";
+    }
+    const std::string& text = records[next++].text;
+    for (const std::string& resource : table.Resources()) {
+        const std::string mark = "secvfs=" + resource + " appName=" + answer.appName + " status=";
+        if (text.find(mark) != std::string::npos) {
+            return table.OwnersOf(resource);
+        }
+    }
+    return "";
+}
+
+void AddMissing(Report& report, const std::vector<std::string>& names)
+{
+    for (const std::string& name : names) {
+        const bool isThere = std::any_of(report.apps.begin(), report.apps.end(),
+                                         [&](const AppRow& row) { return row.name == name; });
+        if (!isThere) {
+            report.errors.push_back(name +
+                                    ": no owner has told its state; \"ownerlinkctl list\" "
+                                    "shows the applications");
+            report.apps.push_back({"", name, "", std::nullopt, std::nullopt, true});
+        }
+    }
+}
+
+Fates Asked(const Fates& fates, const OwnerTable& table, const CommandLine& command)
+{
+    Fates asked;
+    for (const ConfiguredOwner& owner : table.owners) {
+        if (command.queryType != kDatamasterAlone || owner.group == DATAMASTER) {
+            asked[owner.resource] = fates.at(owner.resource);
+        }
+    }
+    return asked;
+}
+
+// A list that was refused leaves no record of its own. Whoever sent names has not refused.
+void JudgeList(Report& report, uint32_t code, const AppNames& names, const OwnerTable& table)
+{
+    std::vector<OwnerRow*> silent;
+    bool isExplained = code == 0;
+    for (OwnerRow& row : report.owners) {
+        const auto domain = names.find(DP);
+        const bool hasNames =
+            domain != names.end() &&
+            std::any_of(table.owners.begin(), table.owners.end(), [&](const auto& owner) {
+                return owner.resource == row.resource && domain->second.count(owner.group) != 0;
+            });
+        isExplained = isExplained || IsFailure(row.outcome);
+        if (!IsFailure(row.outcome) && !hasNames) {
+            silent.push_back(&row);
+        }
+    }
+    if (code == 0) {
+        return;
+    }
+    for (OwnerRow* const row : silent) {
+        if (!isExplained && silent.size() == 1) {
+            *row = RowOf(table, row->resource, {Outcome::kRefused, 0}, 0);
+        } else if (!isExplained) {
+            *row = RowOf(table, row->resource, {Outcome::kNotKnown, 0}, 0);
+        } else {
+            row->reason = "no applications, or refused";
+        }
+    }
+}
+
+}  // namespace
+
+Report Query(Session& session, const CommandLine& command)
+{
+    const OwnerTable table = session.Table();
+    Report report = Begin(command, table);
+    std::vector<AppStatus> answers;
+    const Answer answer = session.Query(command.names, answers, command.timeOut, command.queryType);
+    report.code = answer.code;
+    AddOwners(report, table, Asked(answer.fates, table, command), command.timeOut);
+    size_t next = 0;
+    for (const AppStatus& status : answers) {
+        const std::string owner = OwnerOf(status, answer.records, next, table);
+        report.apps.push_back(
+            {owner, status.appName, StateOf(status.status), status.status, status.pid, false});
+    }
+    AddMissing(report, command.names);
+    SetExitByOwnersAndMissingApps(report);
+    if (report.owners.empty()) {
+        SetNoOwner(report, command.queryType == kDatamasterAlone ? " for DATAMASTER" : "");
+    }
+    return report;
+}
+
+Report List(Session& session, const CommandLine& command)
+{
+    const OwnerTable table = session.Table();
+    Report report = Begin(command, table);
+    AppNames names;
+    const Answer answer = session.List(names, command.timeOut);
+    report.code = answer.code;
+    AddOwners(report, table, answer.fates, command.timeOut);
+    for (const auto& [os, groups] : names) {
+        for (const auto& [group, apps] : groups) {
+            for (const std::string& app : apps) {
+                report.apps.push_back({GroupText(group), app, "", {}, {}, false});
+            }
+        }
+    }
+    JudgeList(report, answer.code, names, table);
+    SetExitByOwners(report);
+    if (table.owners.empty()) {
+        SetNoOwner(report, "");
+    }
+    return report;
+}
+
+}  // namespace ctl

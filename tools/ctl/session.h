@@ -1,0 +1,78 @@
+// One process as a manager: its client object, its owner table, and what they remember.
+#ifndef OWNERLINK_TOOLS_CTL_SESSION_H
+#define OWNERLINK_TOOLS_CTL_SESSION_H
+
+#include <ownerlink/client.h>
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "tools/ctl/log_capture.h"
+#include "tools/ctl/owner_fates.h"
+#include "tools/ctl/owner_table.h"
+
+namespace ctl {
+
+using Fates = std::map<std::string, Fate>;  // by resource file
+
+// What the library answered, and what its records say besides.
+struct Answer {
+    uint32_t code = 0;
+    Fates fates;
+    std::vector<LogRecord> records;
+};
+
+using AppNames = std::map<unsigned int, std::map<unsigned int, std::vector<std::string>>>;
+
+// Thread-safe; verbs of a shell run beside each other.
+//
+// One object of the library serves everything, the operations on one owner included: of its two
+// objects only the one that changes applications first watches the owners, and each has a time-out
+// of its own.
+class Session {
+public:
+    explicit Session(LogCapture& log) : log_(log) {}
+
+    // Read until a reading succeeds and kept from then on, as the library keeps its own.
+    OwnerTable Table();
+
+    Answer SetState(int state, int timeOut);
+    Answer Change(const std::vector<AppInfo>& apps, std::vector<AppChangeInfo>& results,
+                  int timeOut);
+    Answer Query(const std::vector<std::string>& names, std::vector<AppStatus>& answers,
+                 int timeOut, int type);
+    Answer List(AppNames& names, int timeOut);
+
+    // The control commands: of one owner where there is a `group`.
+    enum class Control { kReload, kDump, kStopAll };
+    Answer Send(Control control, const ConfiguredOwner* owner, int timeOut);
+
+    // Whether `state` would reach the owners as a cancel.
+    bool IsCancel(int state) const;
+
+    size_t Mark() const { return log_.Mark(); }
+    Fates FatesSince(size_t mark, const RecordFilter& isOurs);
+
+private:
+    void UseTimeOut(int timeOut);
+    Answer Conclude(uint32_t code, size_t mark, const RecordFilter& isOurs);
+    uint32_t SendToAll(Control control);
+    bool SendToOne(Control control, GroupOwner group);
+
+    LogCapture& log_;
+    std::mutex tableMutex_;
+    OwnerTable table_;
+    // The library takes one change and one query at a time; waiting here instead keeps the records
+    // of two apart.
+    std::mutex changeMutex_;
+    std::mutex queryMutex_;
+    std::atomic<int> lastState_{0};
+    std::atomic<int> timeOut_{5000};  // of the object, as far as it is known
+};
+
+}  // namespace ctl
+
+#endif
