@@ -112,14 +112,40 @@ TEST_P(PipeWrapper, GivesUpAfterItsAttemptsEachFollowedByAPause)
     EXPECT_EQ(platform::Calls().back(), GetParam().pause);
 }
 
+TEST_P(PipeWrapper, GivesTheResultOfTheLastAttempt)
+{
+    const int first = GetParam().retried.front();
+    const int last = GetParam().retried.back();
+    std::vector<platform::Result> results(GetParam().attempts - 1, {first, 0});
+    results.push_back({last, 0});
+    platform::SetNext(GetParam().call, results);
+
+    EXPECT_EQ(GetParam().run(), HasResult() ? last : 0);
+
+    EXPECT_THAT(platform::Calls(GetParam().call), SizeIs(GetParam().attempts));
+}
+
+TEST_P(PipeWrapper, TakesASuccessFromTheLastAttemptWithoutAPauseBehindIt)
+{
+    std::vector<platform::Result> results(GetParam().attempts - 1, {GetParam().retried.back(), 0});
+    results.push_back({0, 0});
+    platform::SetNext(GetParam().call, results);
+
+    EXPECT_EQ(GetParam().run(), 0);
+
+    EXPECT_THAT(platform::Calls(GetParam().call), SizeIs(GetParam().attempts));
+    EXPECT_THAT(platform::Calls("nanosleep"), SizeIs(GetParam().attempts - 1));
+}
+
 TEST_P(PipeWrapper, GoesOnWithWhatIsLeftOfAnInterruptedPause)
 {
     platform::SetNext(GetParam().call, {{GetParam().retried.front(), 0}, {0, 0}});
-    platform::InterruptSleeps({std::chrono::nanoseconds(7)});
+    platform::InterruptSleeps({std::chrono::nanoseconds(7), std::chrono::nanoseconds(3)});
 
     GetParam().run();
 
-    EXPECT_THAT(platform::Calls("nanosleep"), SizeIs(2));
+    EXPECT_THAT(platform::Calls("nanosleep"), ElementsAre(GetParam().pause + "=-1 EINTR",
+                                                          "nanosleep(7)=-1 EINTR", "nanosleep(3)"));
     EXPECT_THAT(platform::Calls(GetParam().call), SizeIs(2));
 }
 
@@ -151,6 +177,26 @@ TEST(PipeArguments, ArePassedOnToEachAttempt)
         EXPECT_EQ(call.request, kRequest);
         EXPECT_EQ(call.response, kResponse);
         EXPECT_EQ(call.timeoutMs, 250);
+    }
+}
+
+TEST(PipeArguments, AreTheWrappersOwn)
+{
+    for (const Wrapper& wrapper : kWrappers) {
+        platform::Reset();
+
+        wrapper.run();
+
+        const auto calls = platform::PipeCalls();
+        ASSERT_THAT(calls, SizeIs(1));
+        const bool hasRequest =
+            wrapper.call != "EzcomSendResponse" && wrapper.call != "EzcomClosePipe";
+        const bool hasResponse =
+            wrapper.call != "EzcomSendRequest" && wrapper.call != "EzcomClosePipe";
+        EXPECT_EQ(calls[0].function, wrapper.call);
+        EXPECT_EQ(calls[0].pipe, 3);
+        EXPECT_EQ(calls[0].request, hasRequest ? kRequest : nullptr);
+        EXPECT_EQ(calls[0].response, hasResponse ? kResponse : nullptr);
     }
 }
 

@@ -56,6 +56,31 @@ TEST_F(AppStateWriter, FailsAtAnItemOf3960BytesAndKeepsTheItemsBefore)
                     "PM_PIPE_BUF_MAX!!")));
 }
 
+TEST_F(AppStateWriter, AppendsToTheItemsThatAreThere)
+{
+    items = {{2, "z#"}};
+
+    EXPECT_TRUE(ProcMgrPackAppStateRequest({{"a", 1, 2, 3, 4}}, items));
+
+    EXPECT_THAT(items, ElementsAre(Pair(2u, "z#"), Pair(10u, "a#1#2#3#4#")));
+}
+
+TEST_F(AppStateWriter, PassesItemsThatNoRecordTakes)
+{
+    for (const size_t size : {size_t{3955}, size_t{3956}, size_t{3959}}) {
+        items.clear();
+        platform::ClearHistory();
+        std::vector<RequestMsg> msgs;
+
+        EXPECT_TRUE(ProcMgrPackAppStateRequest({OfSize(size)}, items));
+        EXPECT_TRUE(ProcMgrCombinePiecesMsg(kType, items, msgs));
+
+        const bool isTaken = size == 3955;
+        EXPECT_THAT(msgs, SizeIs(isTaken ? 1 : 0)) << size;
+        EXPECT_THAT(platform::Records(), SizeIs(isTaken ? 0 : 1)) << size;
+    }
+}
+
 class RecordCutter : public ProcessManagerTest {
 protected:
     static std::pair<unsigned int, std::string> OfSize(unsigned int size)
@@ -119,6 +144,40 @@ TEST_F(RecordCutter, TakesAnItemOf3955BytesWithItsCount)
     ASSERT_THAT(msgs, SizeIs(1));
     EXPECT_EQ(PayloadOf(msgs[0]), "1#" + std::string(3955, 'i'));
     EXPECT_THAT(platform::Records(), IsEmpty());
+}
+
+TEST_F(RecordCutter, HasRoomForTheLargestCount)
+{
+    Items items(3955, {1, "#"});
+
+    EXPECT_TRUE(ProcMgrCombinePiecesMsg(kType, items, msgs));
+
+    ASSERT_THAT(msgs, SizeIs(1));
+    EXPECT_EQ(PayloadOf(msgs[0]), "3955#" + std::string(3955, '#'));
+    EXPECT_THAT(platform::Records(), IsEmpty());
+}
+
+TEST_F(RecordCutter, AppendsItsRecordsAllOfItsType)
+{
+    msgs.push_back(RecordWith("before"));
+    Items items = {OfSize(3000), OfSize(3001)};
+
+    EXPECT_TRUE(ProcMgrCombinePiecesMsg(kType, items, msgs));
+
+    ASSERT_THAT(msgs, SizeIs(3));
+    EXPECT_EQ(PayloadOf(msgs[0]), "before");
+    EXPECT_EQ(msgs[1].type, kType);
+    EXPECT_EQ(msgs[2].type, kType);
+}
+
+TEST_F(RecordCutter, ClearsAndFillsTheWholeCapacity)
+{
+    Items items = {{2, "a#"}};
+
+    ProcMgrCombinePiecesMsg(kType, items, msgs);
+
+    EXPECT_THAT(platform::Calls({"memset_s", "memcpy_s"}),
+                ElementsAre("memset_s(3964,3964)=0", "memcpy_s(3964,4)=0"));
 }
 
 TEST_F(RecordCutter, DropsAnItemThatThePackerHasPassed)
