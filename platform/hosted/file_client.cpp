@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/hosted/endpoint_name.h"
-#include "platform/hosted/endpoint_record.h"
+#include "platform/hosted/endpoint_search.h"
 #include "platform/hosted/hosted_log.h"
 #include "platform/hosted/queue_client.h"
 
@@ -17,7 +17,6 @@ using Connected = Outcome<std::unique_ptr<ClientConnection>>;
 
 constexpr int kOpenWaitMs = 500;  // for room in an owner's backlog
 constexpr int kReadLimitMs = 1000;
-constexpr int kLookUps = 8;       // an owner that changes more often than that is not up
 constexpr int kIsQueue = EISNAM;  // no call fails with it: the name is a queue's
 
 ExchangeResult Failure(int error)
@@ -25,45 +24,22 @@ ExchangeResult Failure(int error)
     return {ExchangeEnd::kAnswered, -1, error};
 }
 
-Outcome<Endpoint> LookUp(std::string_view name)
+int CheckKind(const Endpoint& endpoint)
 {
-    const Outcome<RuntimeDir> directory = OpenRuntimeDir();
-    if (!directory) {
-        return Outcome<Endpoint>::Failed(directory.error);
+    if (endpoint.kind == EndpointKind::kFile) {
+        return 0;
     }
-    Outcome<Endpoint> endpoint = ReadEndpoint(directory.value, name);
-    if (endpoint.error == EEXIST) {
-        endpoint.error = ENOENT;  // the file is another name's
-    }
-    if (endpoint && endpoint.value.kind != EndpointKind::kFile) {
-        endpoint.error = endpoint.value.kind == EndpointKind::kQueue ? kIsQueue : EPROTO;
-    }
-    return endpoint;
+    return endpoint.kind == EndpointKind::kQueue ? kIsQueue : EPROTO;
 }
 
-// A record may name a life that ended while we looked; then the next life's stands there.
-Connected ConnectByName(std::string_view name)
+Connected ConnectToFile(std::string_view name)
 {
     const Deadline deadline(kOpenWaitMs);
-    uint64_t lastTried = 0;
-    for (int attempt = 0; attempt < kLookUps; ++attempt) {
-        const Outcome<Endpoint> endpoint = LookUp(name);
-        if (!endpoint) {
-            return Connected::Failed(endpoint.error);
-        }
-        if (endpoint.value.instance == lastTried) {
-            break;
-        }
-        lastTried = endpoint.value.instance;
-        Connected connected =
-            Connect(std::make_shared<const Life>(
-                        Life{std::string(name), endpoint.value.instance, endpoint.value.timeoutMs}),
-                    deadline);
-        if (connected.error != ENOENT) {
-            return connected;
-        }
-    }
-    return Connected::Failed(ENOENT);
+    return ConnectByName<Connected>(
+        name, CheckKind, [&](const RuntimeDir& /*directory*/, const Endpoint& endpoint) {
+            const Life life{std::string(name), endpoint.instance, endpoint.timeoutMs};
+            return Connect(std::make_shared<const Life>(life), deadline);
+        });
 }
 
 // The descriptor's next connection to the same life; EPIPE when that is over.
@@ -150,7 +126,7 @@ Outcome<int> FileClient::Open(std::string_view name, int flags)
     }
     Connected connected{pool_.Take(name), 0};
     if (connected.value == nullptr) {
-        connected = ConnectByName(name);
+        connected = ConnectToFile(name);
     }
     if (connected.error == kIsQueue) {
         return QueueClient::Instance().Open(name);

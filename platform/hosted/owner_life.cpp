@@ -7,11 +7,10 @@
 #include <utility>
 
 #include "platform/hosted/endpoint_name.h"
-#include "platform/hosted/endpoint_record.h"
 #include "platform/hosted/hosted_log.h"
+#include "platform/hosted/owner_endpoint.h"
 #include "platform/hosted/owner_server.h"
 #include "platform/hosted/runtime_dir.h"
-#include "platform/hosted/socket_address.h"
 
 namespace hosted {
 namespace {
@@ -121,29 +120,15 @@ int OwnerServer::StartOnce()
     return 0;
 }
 
-// Listens first and publishes last: whoever finds the record finds an owner behind it. The socket
-// of the life before, dead since its lock was free, goes when nothing names it any more.
 int OwnerServer::GoUp(const RuntimeDir& directory, std::unique_ptr<OwnerService> service,
                       uint32_t timeoutMs)
 {
-    const Outcome<Endpoint> former = ReadEndpoint(directory, service->name);
-    if (former.error == EEXIST) {
-        return EEXIST;
-    }
-    Outcome<UniqueFd> listener = ListenAt(directory, service->instance);
+    const Endpoint endpoint{service->instance, timeoutMs, EndpointKind::kFile};
+    Outcome<UniqueFd> listener = PublishAndListen(directory, service->name, endpoint);
     if (!listener) {
         return listener.error;
     }
     service->listener = std::move(listener.value);
-    const Endpoint endpoint{service->instance, timeoutMs, EndpointKind::kFile};
-    const int error = PublishEndpoint(directory, service->name, endpoint);
-    if (error != 0) {
-        RemoveSocket(directory, service->instance);
-        return error;
-    }
-    if (former) {
-        RemoveSocket(directory, former.value.instance);
-    }
     return Serve(std::move(service));
 }
 
@@ -174,8 +159,7 @@ void OwnerServer::EndServices(const RuntimeDir* directory)
 {
     for (const auto& service : services_) {
         if (directory != nullptr) {
-            RemoveRecord(*directory, service->name);
-            RemoveSocket(*directory, service->instance);
+            WithdrawEndpoint(*directory, service->name, service->instance);
         }
         service->listener.Reset();
     }

@@ -1,47 +1,28 @@
 #include "platform/hosted/queue_link.h"
 
-#include <poll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 
 #include <cerrno>
 #include <utility>
 
-#include "platform/hosted/endpoint_record.h"
-#include "platform/hosted/runtime_dir.h"
+#include "platform/hosted/endpoint_search.h"
 #include "platform/hosted/socket_address.h"
+#include "platform/hosted/socket_wait.h"
 
 namespace hosted {
 namespace {
 
 constexpr int kConnectWaitMs = 500;  // for room in an owner's backlog
-constexpr int kLookUps = 8;          // an owner that changes more often than that is not up
 constexpr uint32_t kMostRingSlots = 65536;
 constexpr int kMostErrno = 4095;
 
-bool AwaitInput(int fd, const Deadline& deadline)
+int CheckLife(const Endpoint& endpoint, uint64_t former)
 {
-    pollfd entry = {fd, POLLIN, 0};
-    int ready = -1;
-    do {
-        ready = poll(&entry, 1, deadline.RemainingMs());
-    } while (ready < 0 && errno == EINTR);
-    return ready > 0;
-}
-
-Outcome<Endpoint> LookUp(const RuntimeDir& directory, std::string_view name, uint64_t former)
-{
-    Outcome<Endpoint> endpoint = ReadEndpoint(directory, name);
-    if (endpoint.error == EEXIST) {
-        endpoint.error = ENOENT;  // the file is another name's
+    if (endpoint.kind != EndpointKind::kQueue) {
+        return EPROTO;
     }
-    if (endpoint && endpoint.value.kind != EndpointKind::kQueue) {
-        endpoint.error = EPROTO;
-    }
-    if (endpoint && endpoint.value.instance == former) {
-        endpoint.error = ESTALE;
-    }
-    return endpoint;
+    return endpoint.instance == former ? ESTALE : 0;
 }
 
 }  // namespace
@@ -51,33 +32,21 @@ QueueLink::QueueLink(UniqueFd socket, uint64_t instance)
 {
 }
 
-// A record may name a life that ended while we looked; then the next life's stands there.
 QueueLink::Opened QueueLink::Open(std::string_view name, uint64_t former)
 {
-    uint64_t lastTried = 0;
-    for (int attempt = 0; attempt < kLookUps; ++attempt) {
-        const Outcome<RuntimeDir> directory = OpenRuntimeDir();
-        if (!directory) {
-            return Opened::Failed(directory.error);
-        }
-        const Outcome<Endpoint> endpoint = LookUp(directory.value, name, former);
-        if (!endpoint || endpoint.value.instance == lastTried) {
-            return Opened::Failed(endpoint ? ENOENT : endpoint.error);
-        }
-        lastTried = endpoint.value.instance;
-        Outcome<UniqueFd> socket = ConnectTo(directory.value, lastTried, Deadline(kConnectWaitMs));
-        if (socket) {
-            auto link = std::make_shared<QueueLink>(std::move(socket.value), lastTried);
-            socket.error = link->Greet(Deadline(endpoint.value.timeoutMs));
-            if (socket) {
-                return Succeeded(std::move(link));
-            }
-        }
-        if (socket.error != ENOENT) {
-            return Opened::Failed(socket.error);
-        }
+    return ConnectByName<Opened>(
+        name, [=](const Endpoint& endpoint) { return CheckLife(endpoint, former); }, OpenLife);
+}
+
+QueueLink::Opened QueueLink::OpenLife(const RuntimeDir& directory, const Endpoint& endpoint)
+{
+    Outcome<UniqueFd> socket = ConnectTo(directory, endpoint.instance, Deadline(kConnectWaitMs));
+    if (!socket) {
+        return Opened::Failed(socket.error);
     }
-    return Opened::Failed(ENOENT);
+    auto link = std::make_shared<QueueLink>(std::move(socket.value), endpoint.instance);
+    const int error = link->Greet(Deadline(endpoint.timeoutMs));
+    return error == 0 ? Succeeded(std::move(link)) : Opened::Failed(error);
 }
 
 // An owner that refuses may have closed the connection already: its reason lies there nevertheless.

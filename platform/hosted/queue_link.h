@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/hosted/deadline.h"
+#include "platform/hosted/endpoint_record.h"
 #include "platform/hosted/outcome.h"
 #include "platform/hosted/queue_memory.h"
 #include "platform/hosted/queue_message.h"
@@ -60,6 +61,7 @@ private:
         uint32_t blockCount = 0;
     };
 
+    static Opened OpenLife(const RuntimeDir& directory, const Endpoint& endpoint);
     int Greet(const Deadline& deadline);
     std::optional<int> AwaitVerdict(const Deadline& deadline);
     std::optional<int> Handle(const QueueMessage& message, const UniqueFd& memory);

@@ -5,9 +5,8 @@
 #include <utility>
 
 #include "platform/hosted/endpoint_name.h"
-#include "platform/hosted/endpoint_record.h"
 #include "platform/hosted/hosted_log.h"
-#include "platform/hosted/socket_address.h"
+#include "platform/hosted/owner_endpoint.h"
 
 namespace hosted {
 namespace {
@@ -96,26 +95,13 @@ int QueueServer::Publish(const IAMQueueServiceDesc& desc)
     return GoUp(directory.value, std::move(service), timeoutMs);
 }
 
-// Listens first: whoever finds the record finds an owner behind it. The socket of the life before,
-// dead since its lock was free, goes when nothing names it any more.
 int QueueServer::GoUp(const RuntimeDir& directory, std::unique_ptr<QueueService> service,
                       uint32_t timeoutMs)
 {
-    const Outcome<Endpoint> former = ReadEndpoint(directory, service->Name());
-    if (former.error == EEXIST) {
-        return EEXIST;
-    }
-    Outcome<UniqueFd> listener = ListenAt(directory, service->Instance());
+    const Endpoint endpoint{service->Instance(), timeoutMs, EndpointKind::kQueue};
+    Outcome<UniqueFd> listener = PublishAndListen(directory, service->Name(), endpoint);
     if (!listener) {
         return listener.error;
-    }
-    const Endpoint endpoint{service->Instance(), timeoutMs, EndpointKind::kQueue};
-    if (const int error = PublishEndpoint(directory, service->Name(), endpoint); error != 0) {
-        RemoveSocket(directory, service->Instance());
-        return error;
-    }
-    if (former) {
-        RemoveSocket(directory, former.value.instance);
     }
     return Serve(directory, std::move(service), std::move(listener.value));
 }
@@ -136,8 +122,7 @@ int QueueServer::Serve(const RuntimeDir& directory, std::unique_ptr<QueueService
         }
     });
     if (error != 0) {
-        RemoveRecord(directory, service->Name());
-        RemoveSocket(directory, service->Instance());
+        WithdrawEndpoint(directory, service->Name(), service->Instance());
         NoteEndOfService();
         return error;
     }
@@ -163,8 +148,7 @@ void QueueServer::Stop()
     }
     for (const auto& service : services_) {
         if (directory) {
-            RemoveRecord(directory.value, service->Name());
-            RemoveSocket(directory.value, service->Instance());
+            WithdrawEndpoint(directory.value, service->Name(), service->Instance());
         }
         service->Stop();
     }
