@@ -1,4 +1,4 @@
-// The numbers of the layer's descriptors: three ranges far above the kernel's, that never meet.
+// The numbers of the layer's descriptors: four ranges far above the kernel's, that never meet.
 #ifndef OWNERLINK_PLATFORM_HOSTED_DESCRIPTOR_NUMBERS_H
 #define OWNERLINK_PLATFORM_HOSTED_DESCRIPTOR_NUMBERS_H
 
@@ -14,6 +14,7 @@ enum class DescriptorRange : int {
     kReadWrite = 0x40000000,
     kReadOnly = 0x50000000,
     kQueue = 0x60000000,
+    kPipe = 0x70000000,
 };
 
 inline constexpr int kSlotsPerRange = 65536;
@@ -30,14 +31,19 @@ constexpr int NumberOf(DescriptorPlace place)
 
 constexpr std::optional<DescriptorPlace> PlaceOf(int number)
 {
-    for (const auto range :
-         {DescriptorRange::kReadWrite, DescriptorRange::kReadOnly, DescriptorRange::kQueue}) {
+    for (const auto range : {DescriptorRange::kReadWrite, DescriptorRange::kReadOnly,
+                             DescriptorRange::kQueue, DescriptorRange::kPipe}) {
         const int first = static_cast<int>(range);
         if (number >= first && number < first + kSlotsPerRange) {
             return DescriptorPlace{range, number - first};
         }
     }
     return std::nullopt;
+}
+
+constexpr bool IsFileRange(DescriptorRange range)
+{
+    return range == DescriptorRange::kReadWrite || range == DescriptorRange::kReadOnly;
 }
 
 // The slots of one range; the lowest free one first.

@@ -27,7 +27,7 @@ Outcome<int> DescriptorTable::Insert(DescriptorRange range, OpenFile file)
 Descriptor* DescriptorTable::Find(int number)
 {
     const std::optional<DescriptorPlace> place = PlaceOf(number);
-    if (!place || place->range == DescriptorRange::kQueue) {
+    if (!place || !IsFileRange(place->range)) {
         return nullptr;
     }
     const Range& entries = ranges_[IndexOf(place->range)];

@@ -74,7 +74,7 @@ private:
 
     Mutex mutex_;
     Condition callEnded_;
-    std::array<Range, 2> ranges_ HOSTED_GUARDED_BY(mutex_);  // queues have a table of their own
+    std::array<Range, 2> ranges_ HOSTED_GUARDED_BY(mutex_);  // the others have their own
 };
 
 }  // namespace hosted

@@ -12,7 +12,7 @@
 
 namespace hosted {
 
-enum class EndpointKind : uint32_t { kFile = 1, kQueue = 2 };
+enum class EndpointKind : uint32_t { kFile = 1, kQueue = 2, kPipe = 3 };
 
 struct Endpoint {
     uint64_t instance = 0;  // one life of one owner; also the name of its socket

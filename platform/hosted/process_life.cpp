@@ -10,6 +10,7 @@
 #include "platform/hosted/file_client.h"
 #include "platform/hosted/name_lock.h"
 #include "platform/hosted/owner_server.h"
+#include "platform/hosted/pipe_table.h"
 #include "platform/hosted/queue_client.h"
 #include "platform/hosted/queue_end_watch.h"
 #include "platform/hosted/queue_server.h"
@@ -43,12 +44,14 @@ void LockAll() HOSTED_TSA(no_thread_safety_analysis)
     EndWatch::Instance().LockForFork();
     QueueServer::Instance().LockForFork();
     QueueStore::Instance().LockForFork();
+    PipeTable::Instance().LockForFork();
     FdRegistry::Instance().mutex.lock();
 }
 
 void UnlockAll() HOSTED_TSA(no_thread_safety_analysis)
 {
     FdRegistry::Instance().mutex.unlock();
+    PipeTable::Instance().UnlockAfterFork();
     QueueStore::Instance().UnlockAfterFork();
     QueueServer::Instance().UnlockAfterFork();
     EndWatch::Instance().UnlockAfterFork();
@@ -71,6 +74,7 @@ void EnterChild() HOSTED_TSA(no_thread_safety_analysis)
     EndWatch::Instance().ForgetInChild();
     QueueServer::Instance().ForgetInChild();
     QueueStore::Instance().ForgetInChild();
+    PipeTable::Instance().ForgetInChild();
     FdRegistry::Instance().mutex.lock();
     UnlockAll();
 }
@@ -86,6 +90,7 @@ const int installed = [] {
     EndWatch::Instance();
     QueueServer::Instance();
     QueueStore::Instance();
+    PipeTable::Instance();
     return pthread_atfork(LockAll, UnlockAll, EnterChild);
 }();
 

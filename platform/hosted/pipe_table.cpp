@@ -1,0 +1,151 @@
+#include "platform/hosted/pipe_table.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+namespace hosted {
+namespace {
+
+void StopAtExit()
+{
+    PipeTable::Instance().Stop();
+}
+
+}  // namespace
+
+PipeTable& PipeTable::Instance()
+{
+    static auto* const table = new PipeTable;
+    return *table;
+}
+
+Outcome<int> PipeTable::Insert(PipeSlot& slot)
+{
+    const MutexLock lock(mutex_);
+    const int error = slot.listener != nullptr ? StopAtExitOnce() : 0;
+    if (error != 0) {
+        return Outcome<int>::Failed(error);
+    }
+    const std::optional<int> number = numbers_.TakeLowest();
+    if (!number) {
+        return Outcome<int>::Failed(EMFILE);
+    }
+    const auto index = static_cast<size_t>(*number);
+    if (index == slots_.size()) {
+        slots_.push_back(std::make_unique<PipeSlot>());
+    }
+    *slots_[index] = std::move(slot);
+    return Succeeded(NumberOf({DescriptorRange::kPipe, *number}));
+}
+
+Refusal PipeTable::CheckPeer(const PipeOrigin& origin)
+{
+    const MutexLock lock(mutex_);
+    int ofProcess = 0;
+    int ofUser = 0;
+    for (const auto& slot : slots_) {
+        if (slot->pipe == nullptr || slot->pipe->Origin().listener != origin.listener ||
+            slot->pipe->Origin().peer.user != origin.peer.user) {
+            continue;
+        }
+        ++ofUser;
+        ofProcess += slot->pipe->Origin().peer.process == origin.peer.process ? 1 : 0;
+    }
+    if (ofProcess >= kPipesPerProcess) {
+        return {"process", kPipesPerProcess, ofProcess, true};
+    }
+    if (ofUser >= kPipesPerUser && origin.peer.user != geteuid()) {
+        return {"user", kPipesPerUser, ofUser, false};
+    }
+    return {};
+}
+
+int PipeTable::StopAtExitOnce()
+{
+    if (stopping_) {
+        return ESHUTDOWN;
+    }
+    if (std::exchange(process_, getpid()) == 0) {
+        (void)std::atexit(StopAtExit);
+    }
+    return 0;
+}
+
+PipeSlot* PipeTable::Find(int number)
+{
+    const std::optional<DescriptorPlace> place = PlaceOf(number);
+    if (!place || place->range != DescriptorRange::kPipe) {
+        return nullptr;
+    }
+    const auto index = static_cast<size_t>(place->slot);
+    return index < slots_.size() && slots_[index]->IsOpen() ? slots_[index].get() : nullptr;
+}
+
+PipeSlot* PipeTable::BeginCall(int number)
+{
+    const MutexLock lock(mutex_);
+    PipeSlot* const slot = Find(number);
+    if (slot != nullptr) {
+        ++slot->calls;
+    }
+    return slot;
+}
+
+void PipeTable::EndCall(PipeSlot& slot)
+{
+    const MutexLock lock(mutex_);
+    --slot.calls;
+}
+
+Outcome<PipeSlot> PipeTable::Remove(int number)
+{
+    const MutexLock lock(mutex_);
+    PipeSlot* const slot = Find(number);
+    if (slot == nullptr || slot->calls > 0) {
+        return Outcome<PipeSlot>::Failed(slot == nullptr ? EBADF : EBUSY);
+    }
+    numbers_.Release(PlaceOf(number)->slot);
+    return Succeeded(std::exchange(*slot, PipeSlot{}));
+}
+
+void PipeTable::Stop()
+{
+    const Outcome<RuntimeDir> directory = OpenRuntimeDir();
+    const MutexLock lock(mutex_);
+    if (process_ != getpid()) {
+        return;  // a child that no fork handler has seen: the names are its parent's
+    }
+    stopping_ = true;
+    for (const auto& slot : slots_) {
+        if (directory && slot->listener != nullptr) {
+            slot->listener->Withdraw(directory.value);
+        }
+    }
+}
+
+void PipeTable::LockForFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    mutex_.lock();
+}
+
+void PipeTable::UnlockAfterFork() HOSTED_TSA(no_thread_safety_analysis)
+{
+    mutex_.unlock();
+}
+
+// The pipes are left where they are: threads that the child does not have may wait in them.
+void PipeTable::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
+{
+    static auto* const left = new std::vector<std::unique_ptr<PipeSlot>>;
+    for (auto& slot : slots_) {
+        left->push_back(std::move(slot));
+    }
+    slots_.clear();
+    numbers_ = {};
+    stopping_ = false;
+}
+
+}  // namespace hosted
