@@ -1,0 +1,226 @@
+#include "tools/ownerd/service.h"
+
+#include <ownerlink/server.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <exception>
+#include <utility>
+
+#include "tools/ownerd/loop_call.h"
+#include "tools/ownerd/owner_log.h"
+
+namespace ownerd {
+namespace {
+
+constexpr int kOwnTimeOut = 5000;
+constexpr int kOwnTimeOutInRunMode = 1800000;
+constexpr int kLongestMargin = 200;
+constexpr size_t kListRoom = 3886;
+constexpr size_t kQueryRoom = 3888 - 5;
+constexpr size_t kQueryEntry = 12;
+
+int OwnTimeOut()
+{
+    const char* const mode = getenv("DATAMASTER_RUN_MODE");
+    return mode != nullptr && std::string(mode) == "1" ? kOwnTimeOutInRunMode : kOwnTimeOut;
+}
+
+// An exception may not reach the library, which would leave the manager without an answer.
+template <typename Call>
+bool Guarded(const char* what, const Call& call)
+{
+    try {
+        return call();
+    } catch (const std::exception& error) {
+        LogError(std::string(what) + ": " + error.what());
+        return false;
+    }
+}
+
+size_t RoomOf(const std::vector<AppStatus>& answers)
+{
+    size_t room = 0;
+    for (const AppStatus& answer : answers) {
+        room += kQueryEntry + answer.appName.size();
+    }
+    return room;
+}
+
+}  // namespace
+
+Service::Service(EventLoop& loop, Supervisor& supervisor, std::function<bool()> reload)
+    : loop_(loop), supervisor_(supervisor), reload_(std::move(reload)), ownTimeOut_(OwnTimeOut())
+{
+}
+
+bool Service::Publish(const std::string& resource)
+{
+    OwnerlinkServer& server = OwnerlinkServer::GetInstance();
+    const std::array<int, 9> failures = {
+        server.RegSsCancelSuspendPreCallBackImpl(
+            [this](int, int timeOut) {
+                return Guarded("cancel", [&] { return CancelSuspend(timeOut); });
+            },
+            resource),
+        server.RegSetSystemStateTimeoutCallBackImpl(
+            [this](int state, int timeOut) {
+                return Guarded("state", [&] { return EnterState(state, timeOut); });
+            },
+            resource),
+        server.RegSsChangeAppTimeoutCallBackImpl(
+            [this](Lists terminate, Lists start, Lists restart, std::vector<AppChangeInfo>& results,
+                   int timeOut) {
+                return Guarded("change",
+                               [&] { return Change(terminate, start, restart, results, timeOut); });
+            },
+            resource),
+        server.RegSsQueryAppStateCallBackImpl(
+            [this](const std::vector<std::string>& names, std::vector<AppStatus>& answers,
+                   int timeOut, int) {
+                return Guarded("query", [&] { return Query(names, answers, timeOut); });
+            },
+            resource),
+        server.RegQueryAppListCallBackImpl(
+            [this](std::vector<std::string>& names) {
+                return Guarded("list", [&] { return List(names); });
+            },
+            resource),
+        server.RegSsVerifyAppCallBackImpl(
+            [this](const ChangeRecord& record) {
+                return Guarded("verify", [&] { return Verify(record); });
+            },
+            resource),
+        server.RegReloadCallBackImpl(
+            [this] {
+                return Guarded("reload", [&] {
+                    return AskVerdict(-1, [this](TimePoint, const Supervisor::Verdict& done) {
+                        done(reload_());
+                    });
+                });
+            },
+            resource),
+        server.RegDumpCallBackImpl(
+            [this] {
+                return Guarded("dump", [&] {
+                    return AskVerdict(-1, [this](TimePoint, const Supervisor::Verdict& done) {
+                        supervisor_.Dump();
+                        done(true);
+                    });
+                });
+            },
+            resource),
+        server.RegStopAllAppCallBackImpl(
+            [this] {
+                return Guarded("stop all", [&] {
+                    return AskVerdict(-1,
+                                      [this](TimePoint deadline, const Supervisor::Verdict& done) {
+                                          supervisor_.StopAll(deadline, done);
+                                      });
+                });
+            },
+            resource),
+    };
+    return std::all_of(failures.begin(), failures.end(), [](int failure) { return failure == 0; });
+}
+
+// The manager stops waiting when its time-out has passed: the answer leaves a little before.
+Service::Deadline Service::DeadlineIn(int timeOut) const
+{
+    const int time = timeOut > 0 ? timeOut : ownTimeOut_;
+    const TimePoint answer =
+        Clock::now() + Milliseconds(time - std::min(time / 10, kLongestMargin));
+    return {answer, answer + std::chrono::seconds(1)};
+}
+
+bool Service::AskVerdict(int timeOut,
+                         const std::function<void(TimePoint, const Supervisor::Verdict&)>& ask)
+{
+    const Deadline deadline = DeadlineIn(timeOut);
+    return AskLoop<bool>(loop_, deadline.giveUp,
+                         [ask, answer = deadline.answer](const Supervisor::Verdict& done) {
+                             ask(answer, done);
+                         })
+        .value_or(false);
+}
+
+bool Service::Change(Lists terminate, Lists start, Lists restart,
+                     std::vector<AppChangeInfo>& results, int timeOut)
+{
+    using Results = Gathering::Results;
+    const Deadline deadline = DeadlineIn(timeOut);
+    const ChangeLists lists{terminate, start, restart};
+    const auto answer = AskLoop<Results>(
+        loop_, deadline.giveUp, [this, lists, deadline](const std::function<void(Results)>& done) {
+            supervisor_.Change(lists, deadline.answer, done);
+        });
+    if (!answer) {
+        return false;
+    }
+    results = *answer;
+    return std::all_of(results.begin(), results.end(), [](const AppChangeInfo& result) {
+        return result.state == SUCCESS || result.state == PROCESSING;
+    });
+}
+
+bool Service::EnterState(int state, int timeOut)
+{
+    return AskVerdict(timeOut, [this, state](TimePoint deadline, const Supervisor::Verdict& done) {
+        supervisor_.State().Enter(state, deadline, done);
+    });
+}
+
+bool Service::CancelSuspend(int timeOut)
+{
+    return AskVerdict(timeOut, [this](TimePoint deadline, const Supervisor::Verdict& done) {
+        supervisor_.State().CancelSuspend(deadline, done);
+    });
+}
+
+bool Service::Query(const std::vector<std::string>& names, std::vector<AppStatus>& answers,
+                    int timeOut)
+{
+    using Answers = std::vector<AppStatus>;
+    const auto answer = AskLoop<Answers>(loop_, DeadlineIn(timeOut).giveUp,
+                                         [this, names](const std::function<void(Answers)>& done) {
+                                             done(supervisor_.Query(names));
+                                         });
+    if (!answer) {
+        return false;
+    }
+    if (RoomOf(*answer) > kQueryRoom) {
+        LogError("query: " + std::to_string(answer->size()) +
+                 " applications do not fit into one answer; ask for fewer");
+        return false;
+    }
+    answers = *answer;
+    return true;
+}
+
+bool Service::List(std::vector<std::string>& names)
+{
+    using Names = std::vector<std::string>;
+    const auto answer = AskLoop<Names>(
+        loop_, DeadlineIn(-1).giveUp,
+        [this](const std::function<void(Names)>& done) { done(supervisor_.Names()); });
+    size_t room = 0;
+    for (const std::string& name : answer.value_or(Names())) {
+        room += name.size() + 1;
+    }
+    if (!answer || room > kListRoom) {
+        LogError("list: the names of all applications do not fit into one answer");
+        return false;
+    }
+    names = *answer;
+    return true;
+}
+
+bool Service::Verify(const ChangeRecord& record)
+{
+    return AskVerdict(-1, [this, record](TimePoint deadline, const Supervisor::Verdict& done) {
+        supervisor_.Verify(record, deadline, done);
+    });
+}
+
+}  // namespace ownerd
