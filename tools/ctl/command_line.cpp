@@ -20,7 +20,7 @@ const char* const kFooter =
 // One grammar, built anew for each line, since it keeps what it has parsed.
 class Grammar {
 public:
-    Grammar();
+    explicit Grammar(bool isInShell);
     Parsed Parse(const Words& words);
 
 private:
@@ -28,6 +28,9 @@ private:
     void AddChanges();
     void AddQuestions();
     void AddControls();
+    void AddWaiting();
+    void AddDecode();
+    void AddShell();
     void AddTimeOut(CLI::App* verb);
     void AddDryRun(CLI::App* verb);
     Words Verbs() const;
@@ -50,7 +53,7 @@ CLI::Option* AddWord(CLI::App* verb, const char* name, std::string& word, const 
     return verb->add_option(name, word, help)->check(CheckNotEmpty);
 }
 
-Grammar::Grammar()
+Grammar::Grammar(bool isInShell)
 {
     app_.require_subcommand(1);
     app_.fallthrough();
@@ -62,6 +65,11 @@ Grammar::Grammar()
     AddChanges();
     AddQuestions();
     AddControls();
+    AddWaiting();
+    AddDecode();
+    if (!isInShell) {
+        AddShell();
+    }
 }
 
 CLI::App* Grammar::Add(Verb verb, const char* name, const char* help)
@@ -135,6 +143,39 @@ void Grammar::AddControls()
     }
 }
 
+void Grammar::AddWaiting()
+{
+    CLI::App* const wait = Add(Verb::kWait, "wait", "Wait until applications run or have ended");
+    wait->add_option("OWNER/APP", words_.apps, "Applications")->required();
+    AddWord(wait, "--for", words_.awaited, "running or terminated")->required();
+    wait->add_flag("--any", command_.isAny, "One of them is enough");
+    AddWord(wait, "--within", words_.limit, "How long to wait in all (default 1m)");
+    AddTimeOut(wait);
+    CLI::App* const watch = Add(Verb::kWatch, "watch", "Print system events as owners report them");
+    watch->add_flag("--states", command_.hasStates, "Also the applications, when they change");
+    AddWord(watch, "--interval", words_.interval,
+            "Between two questions for the states, from 100ms (default 1s)");
+    watch->add_option("--count", command_.count, "End after so many lines");
+    AddTimeOut(watch);
+}
+
+void Grammar::AddDecode()
+{
+    CLI::App* const decode = Add(Verb::kDecode, "decode", "Print a captured record field by field");
+    AddWord(decode, "FILE", command_.file,
+            "The record, as bytes or as hex digits; - is standard input")
+        ->required();
+    AddWord(decode, "-c,--command", words_.command, "The command, such as CHANGE_APP or 0");
+    decode->add_flag("-r,--response", command_.isResponse, "It is the owner's answer");
+}
+
+void Grammar::AddShell()
+{
+    CLI::App* const shell =
+        Add(Verb::kShell, "shell", "Obey lines of standard input, all verbs in one process");
+    shell->add_flag("-e,--stop-on-error", command_.stopsOnError, "End at the first that fails");
+}
+
 Words Grammar::Verbs() const
 {
     Words verbs;
@@ -190,9 +231,9 @@ Parsed Grammar::Parse(const Words& words)
 
 }  // namespace
 
-Parsed ParseCommandLine(const std::vector<std::string>& words, bool /*isInShell*/)
+Parsed ParseCommandLine(const std::vector<std::string>& words, bool isInShell)
 {
-    return Grammar().Parse(words);
+    return Grammar(isInShell).Parse(words);
 }
 
 }  // namespace ctl

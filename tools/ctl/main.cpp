@@ -8,6 +8,7 @@
 #include "tools/ctl/log_capture.h"
 #include "tools/ctl/output.h"
 #include "tools/ctl/run_verb.h"
+#include "tools/ctl/shell.h"
 
 namespace {
 
@@ -26,7 +27,13 @@ int Main(const std::vector<std::string>& words)
         return parsed.exitCode;
     }
     ctl::Session session(log);
-    return ctl::RunVerb(session, *parsed.command, output);
+    // Events may arrive until the process has gone.
+    static ctl::EventHub& events = *new ctl::EventHub;
+    if (parsed.command->verb == ctl::Verb::kShell) {
+        return ctl::Shell(session, events, *parsed.command, output);
+    }
+    const ctl::Stop never;
+    return ctl::RunVerb({session, output, events, never, true}, *parsed.command);
 }
 
 }  // namespace

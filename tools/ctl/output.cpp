@@ -63,9 +63,19 @@ void Output::Print(const std::string& text)
 
 void Output::Complain(const std::string& text)
 {
+    Note("ownerlinkctl: " + text);
+}
+
+void Output::Note(const std::string& line)
+{
+    PrintError(Printable(line) + '\n');
+}
+
+void Output::PrintError(const std::string& text)
+{
     const std::lock_guard<std::mutex> lock(mutex_);
     EraseProgress();
-    WriteAll(STDERR_FILENO, "ownerlinkctl: " + Printable(text) + '\n');
+    WriteAll(STDERR_FILENO, text);
 }
 
 void Output::ShowProgress(const std::string& text)

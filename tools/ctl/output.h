@@ -17,7 +17,10 @@ public:
     Output();
 
     void Print(const std::string& text);
-    void Complain(const std::string& text);  // "ownerlinkctl: TEXT" on standard error
+    // On standard error: "ownerlinkctl: TEXT", a line as it stands, and a whole text.
+    void Complain(const std::string& text);
+    void Note(const std::string& line);
+    void PrintError(const std::string& text);
 
     bool HasReader() const { return hasReader_; }
     bool HasFailed() const { return hasFailed_; }

@@ -13,10 +13,10 @@ constexpr milliseconds kStep{200};
 
 }  // namespace
 
-Progress::Progress(Output& output, std::function<std::string()> awaited)
+Progress::Progress(Output& output, bool isWanted, std::function<std::string()> awaited)
     : output_(output), awaited_(std::move(awaited))
 {
-    if (output_.HasTerminal()) {
+    if (isWanted && output_.HasTerminal()) {
         thread_ = std::thread(&Progress::Show, this);
     }
 }

@@ -16,7 +16,7 @@ namespace ctl {
 class Progress {
 public:
     // `awaited` names those that have not answered; it is called on a thread of this object.
-    Progress(Output& output, std::function<std::string()> awaited);
+    Progress(Output& output, bool isWanted, std::function<std::string()> awaited);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;

@@ -1,42 +1,14 @@
 // query and list.
 
-#include <ownerlink/enum_text.h>
-
 #include <algorithm>
 
+#include "tools/ctl/app_states.h"
 #include "tools/ctl/verbs.h"
 
 namespace ctl {
 namespace {
 
 constexpr int kDatamasterAlone = 0;
-
-std::string StateOf(uint32_t status)
-{
-    const std::string text = ProcMgr::GetAppExecStateStr(status);
-    return text.empty() ? std::to_string(status) : text;
-}
-
-// Finds the owner of one answer in the library's record of it. The records are in the order of the
-// answers; `next` moves along.
-std::string OwnerOf(const AppStatus& answer, const std::vector<LogRecord>& records, size_t& next,
-                    const OwnerTable& table)
-{
-    while (next < records.size() && records[next].text.find("): secvfs=") == std::string::npos) {
-        ++next;
-    }
-    if (next == records.size()) {
-        return "";
-    }
-    const std::string& text = records[next++].text;
-    for (const std::string& resource : table.Resources()) {
-        const std::string mark = "secvfs=" + resource + " appName=" + answer.appName + " status=";
-        if (text.find(mark) != std::string::npos) {
-            return table.OwnersOf(resource);
-        }
-    }
-    return "";
-}
 
 void AddMissing(Report& report, const std::vector<std::string>& names)
 {
@@ -100,16 +72,10 @@ Report Query(Session& session, const CommandLine& command)
 {
     const OwnerTable table = session.Table();
     Report report = Begin(command, table);
-    std::vector<AppStatus> answers;
-    const Answer answer = session.Query(command.names, answers, command.timeOut, command.queryType);
-    report.code = answer.code;
-    AddOwners(report, table, Asked(answer.fates, table, command), command.timeOut);
-    size_t next = 0;
-    for (const AppStatus& status : answers) {
-        const std::string owner = OwnerOf(status, answer.records, next, table);
-        report.apps.push_back(
-            {owner, status.appName, StateOf(status.status), status.status, status.pid, false});
-    }
+    AppStates states = AskStates(session, table, command.names, command.timeOut, command.queryType);
+    report.code = states.code;
+    AddOwners(report, table, Asked(states.fates, table, command), command.timeOut);
+    report.apps = std::move(states.apps);
     AddMissing(report, command.names);
     SetExitByOwnersAndMissingApps(report);
     if (report.owners.empty()) {

@@ -53,6 +53,35 @@ struct Report {
     std::vector<std::string> errors;  // what belongs to no row
 };
 
+// One line of a watch: an event, an application's state or an owner's.
+struct WatchLine {
+    std::string time;
+    std::optional<uint32_t> event;
+    std::string owner;
+    std::optional<AppRow> app;
+    std::string text;
+    bool isFailure = false;
+};
+
+// One field of a captured record.
+struct Field {
+    size_t offset = 0;  // in the record
+    size_t length = 0;
+    std::string name;
+    std::string text;     // as it stands there
+    std::string meaning;  // empty where the text says it all
+};
+
+struct DecodedRecord {
+    uint64_t size = 0;
+    int32_t timeOut = 0;
+    std::optional<uint32_t> command;
+    bool isResponse = false;
+    std::vector<Field> fields;
+    std::optional<bool> isAccepted;  // by the library's own reader, where it exports one
+    std::vector<std::string> notes;
+};
+
 bool IsFailure(Outcome outcome);
 
 // The exit code of a report: 0 if nothing failed, 1 if all did, 4 in between.

@@ -1,5 +1,6 @@
 #include "tools/ctl/report_json.h"
 
+#include <ownerlink/enum_text.h>
 #include <nlohmann/json.hpp>
 
 #include "tools/ctl/names.h"
@@ -51,6 +52,21 @@ Json MistakeToJson(const TableMistake& mistake)
     return {{"entry", OrNull(mistake.entry)}, {"text", mistake.text}};
 }
 
+Json FieldToJson(const Field& field)
+{
+    return {{"offset", field.offset},
+            {"length", field.length},
+            {"name", field.name},
+            {"text", field.text},
+            {"meaning", OrNull(field.meaning)}};
+}
+
+// Names need not be UTF-8; what is not becomes the replacement character.
+std::string LineOf(const Json& json)
+{
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
 template <typename Rows, typename Convert>
 Json ArrayOf(const Rows& rows, Convert convert)
 {
@@ -76,7 +92,36 @@ std::string ReportToJson(const Report& report)
     }
     json["mistakes"] = ArrayOf(report.mistakes, MistakeToJson);
     json["errors"] = report.errors;
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+    return LineOf(json);
+}
+
+std::string WatchLineToJson(const WatchLine& line)
+{
+    Json json = {{"version", kVersion}, {"verb", "watch"}, {"time", line.time}};
+    if (line.event) {
+        const std::string text = ProcMgr::GetSysState(*line.event);
+        json["event"] = {{"state", *line.event}, {"text", OrNull(text)}};
+    } else if (line.app) {
+        json["application"] = AppToJson(*line.app);
+    } else {
+        json["owner"] = {{"owner", line.owner}, {"answers", !line.isFailure}, {"text", line.text}};
+    }
+    return LineOf(json);
+}
+
+std::string RecordToJson(const DecodedRecord& record, ExitCode exitCode)
+{
+    return LineOf({{"version", kVersion},
+                   {"verb", "decode"},
+                   {"exit", exitCode},
+                   {"record",
+                    {{"size", record.size},
+                     {"timeout", record.timeOut},
+                     {"command", record.command ? Json(CommandText(*record.command)) : Json()},
+                     {"direction", record.isResponse ? "response" : "request"},
+                     {"fields", ArrayOf(record.fields, FieldToJson)},
+                     {"accepted", OrNull(record.isAccepted)},
+                     {"notes", record.notes}}}});
 }
 
 }  // namespace ctl

@@ -9,6 +9,8 @@
 namespace ctl {
 
 std::string ReportToJson(const Report& report);
+std::string WatchLineToJson(const WatchLine& line);
+std::string RecordToJson(const DecodedRecord& record, ExitCode exitCode);
 
 }  // namespace ctl
 

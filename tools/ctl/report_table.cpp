@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "tools/ctl/names.h"
+#include "tools/ctl/output.h"
 #include "tools/ctl/table.h"
 
 namespace ctl {
@@ -73,6 +74,39 @@ std::string FormatReport(const Report& report, bool isColoured)
     const std::string owners = FormatOwners(report, isColoured);
     const std::string apps = FormatApps(report, isColoured);
     return owners + (owners.empty() || apps.empty() ? "" : "\n") + apps;
+}
+
+std::string FormatWatchLine(const WatchLine& line, bool isColoured)
+{
+    std::string what = line.owner;
+    std::string state = line.text;
+    if (line.event) {
+        what = "event";
+        state = StateText(static_cast<int>(*line.event)) + " (" + std::to_string(*line.event) + ')';
+    } else if (line.app) {
+        what += '/' + line.app->name;
+        state += line.app->pid ? " pid " + std::to_string(*line.app->pid) : "";
+    }
+    return line.time + "  " + Printable(what) + "  " +
+           Toned({Printable(state), ToneOf(line.isFailure)}, isColoured) + '\n';
+}
+
+std::string FormatRecord(const DecodedRecord& record, bool isColoured)
+{
+    std::vector<Row> rows;
+    for (const Field& field : record.fields) {
+        rows.push_back({{std::to_string(field.offset), Tone::kFaint},
+                        {std::to_string(field.length), Tone::kFaint},
+                        {field.name},
+                        {field.text},
+                        {field.meaning, Tone::kGood}});
+    }
+    std::string text =
+        FormatTable({"OFFSET", "LENGTH", "FIELD", "TEXT", "MEANING"}, rows, isColoured);
+    for (const std::string& note : record.notes) {
+        text += Printable(note) + '\n';
+    }
+    return text;
 }
 
 std::vector<std::string> ErrorsOf(const Report& report)

@@ -11,6 +11,9 @@ namespace ctl {
 
 std::string FormatReport(const Report& report, bool isColoured);
 
+std::string FormatWatchLine(const WatchLine& line, bool isColoured);
+std::string FormatRecord(const DecodedRecord& record, bool isColoured);
+
 // One for each that failed, with its reason and what to try; for standard error.
 std::vector<std::string> ErrorsOf(const Report& report);
 

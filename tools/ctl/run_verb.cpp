@@ -1,5 +1,7 @@
 #include "tools/ctl/run_verb.h"
 
+#include "tools/ctl/decode.h"
+#include "tools/ctl/long_verbs.h"
 #include "tools/ctl/progress.h"
 #include "tools/ctl/report_json.h"
 #include "tools/ctl/report_table.h"
@@ -60,6 +62,15 @@ std::string Awaited(Session& session, size_t mark)
     return Join(owners, ", ");
 }
 
+Report RunOnce(const Surroundings& around, const CommandLine& command)
+{
+    const Function function = command.isDryRun ? PlanOf(command.verb) : FunctionOf(command.verb);
+    const size_t mark = around.session.Mark();
+    const Progress progress(around.output, around.isForeground,
+                            [&session = around.session, mark] { return Awaited(session, mark); });
+    return function(around.session, command);
+}
+
 }  // namespace
 
 ExitCode PrintReport(const Report& report, const CommandLine& command, Output& output)
@@ -75,16 +86,18 @@ ExitCode PrintReport(const Report& report, const CommandLine& command, Output& o
     return report.exitCode == kDone && output.HasFailed() ? kFailed : report.exitCode;
 }
 
-ExitCode RunVerb(Session& session, const CommandLine& command, Output& output)
+ExitCode RunVerb(const Surroundings& around, const CommandLine& command)
 {
-    const Function function = command.isDryRun ? PlanOf(command.verb) : FunctionOf(command.verb);
-    Report report;
-    {
-        const Progress progress(
-            output, [&session, mark = session.Mark()] { return Awaited(session, mark); });
-        report = function(session, command);
+    switch (command.verb) {
+        case Verb::kWatch:
+            return Watch(around, command);
+        case Verb::kDecode:
+            return Decode(command, around.output);
+        case Verb::kWait:
+            return PrintReport(Wait(around, command), command, around.output);
+        default:
+            return PrintReport(RunOnce(around, command), command, around.output);
     }
-    return PrintReport(report, command, output);
 }
 
 }  // namespace ctl

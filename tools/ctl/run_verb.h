@@ -5,11 +5,12 @@
 #include "tools/ctl/command_line.h"
 #include "tools/ctl/output.h"
 #include "tools/ctl/report.h"
-#include "tools/ctl/session.h"
+#include "tools/ctl/surroundings.h"
 
 namespace ctl {
 
-ExitCode RunVerb(Session& session, const CommandLine& command, Output& output);
+// Any verb but the shell.
+ExitCode RunVerb(const Surroundings& around, const CommandLine& command);
 
 // Prints a finished result as the command wants it.
 ExitCode PrintReport(const Report& report, const CommandLine& command, Output& output);

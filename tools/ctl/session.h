@@ -54,6 +54,7 @@ public:
     bool IsCancel(int state) const;
 
     size_t Mark() const { return log_.Mark(); }
+    void ForgetRecords() { log_.Forget(); }  // only while no operation runs
     Fates FatesSince(size_t mark, const RecordFilter& isOurs);
 
 private:

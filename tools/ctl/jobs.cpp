@@ -1,0 +1,92 @@
+#include "tools/ctl/jobs.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace ctl {
+
+Jobs::~Jobs()
+{
+    AwaitAll();
+}
+
+void Jobs::Tell(const Job& job, const std::string& what)
+{
+    output_.Note('[' + std::to_string(job.number) + "] " + what + ": " + job.line);
+}
+
+void Jobs::Run(Job& job, const Work& work)
+{
+    try {
+        job.exitCode = work(job.stop);
+    } catch (const std::exception& error) {
+        output_.Complain(error.what());
+    }
+    job.hasEnded = true;
+}
+
+void Jobs::Start(const std::string& line, bool goesOn, Work work)
+{
+    Job& job = jobs_.emplace_back();
+    job.number = ++last_;
+    job.line = line;
+    job.goesOn = goesOn;
+    Tell(job, "runs");
+    job.thread = std::thread([this, &job, work = std::move(work)] { Run(job, work); });
+}
+
+void Jobs::Show()
+{
+    for (const Job& job : jobs_) {
+        Tell(job, "runs");
+    }
+}
+
+bool Jobs::Cancel(int number)
+{
+    for (const Job& job : jobs_) {
+        if (job.number == number) {
+            job.stop.Request();
+            return true;
+        }
+    }
+    return false;
+}
+
+ExitCode Jobs::Reap()
+{
+    ExitCode worst = kDone;
+    for (auto job = jobs_.begin(); job != jobs_.end();) {
+        if (!job->hasEnded) {
+            ++job;
+            continue;
+        }
+        job->thread.join();
+        worst = std::max(worst, job->exitCode);
+        Tell(*job, "ended with " + std::to_string(job->exitCode));
+        job = jobs_.erase(job);
+    }
+    return worst;
+}
+
+ExitCode Jobs::AwaitAll()
+{
+    ExitCode worst = Reap();
+    for (Job& job : jobs_) {
+        if (job.goesOn) {
+            job.stop.Request();
+        }
+        job.thread.join();
+        worst = std::max(worst, job.exitCode);
+        Tell(job, "ended with " + std::to_string(job.exitCode));
+    }
+    jobs_.clear();
+    return worst;
+}
+
+bool Jobs::IsAnyRunning() const
+{
+    return !jobs_.empty();
+}
+
+}  // namespace ctl
