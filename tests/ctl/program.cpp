@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -175,6 +176,17 @@ bool Program::AwaitOut(const std::string& text)
     return Await(out_, text);
 }
 
+bool Program::AwaitOutSoon(const std::string& text, size_t count)
+{
+    Read(100);
+    size_t at = 0;
+    while (count > 0 && (at = out_.find(text, at)) != std::string::npos) {
+        --count;
+        ++at;
+    }
+    return count == 0;
+}
+
 bool Program::AwaitErr(const std::string& text)
 {
     return Await(err_, text);
@@ -200,6 +212,23 @@ Ended Ctl(const Words& words, const std::string& input)
     program.Write(input);
     program.EndInput();
     return program.AwaitEnd();
+}
+
+Ended CtlInto(const std::string& file, const Words& words)
+{
+    std::string line = OWNERLINKCTL;
+    for (const std::string& word : words) {
+        line += ' ' + word;
+    }
+    FILE* const errors = popen((line + " 2>&1 >" + file).c_str(), "r");
+    Ended ended;
+    char buffer[512];
+    while (std::fgets(buffer, sizeof buffer, errors) != nullptr) {
+        ended.err += buffer;
+    }
+    const int status = pclose(errors);
+    ended.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return ended;
 }
 
 Ended CtlAtTerminal(const Words& words, const std::string& input)

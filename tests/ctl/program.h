@@ -31,6 +31,8 @@ public:
     void CloseOutput();  // the reader of standard output goes
     void Signal(int number);
     bool AwaitOut(const std::string& text);  // false: it ended without, or nothing came
+    // One short wait, for what must be provoked again and again: `count` times the text.
+    bool AwaitOutSoon(const std::string& text, size_t count = 1);
     bool AwaitErr(const std::string& text);
     Ended AwaitEnd();
     pid_t Process() const { return process_; }
@@ -52,6 +54,8 @@ private:
 
 // Runs it to its end.
 Ended Ctl(const Words& words, const std::string& input = "");
+// The same with standard output in a file.
+Ended CtlInto(const std::string& file, const Words& words);
 // The same at a terminal, with both outputs in `out`.
 Ended CtlAtTerminal(const Words& words, const std::string& input = "");
 

@@ -155,7 +155,8 @@ void Grammar::AddWaiting()
     watch->add_flag("--states", command_.hasStates, "Also the applications, when they change");
     AddWord(watch, "--interval", words_.interval,
             "Between two questions for the states, from 100ms (default 1s)");
-    watch->add_option("--count", command_.count, "End after so many lines");
+    watch->add_option("--count", command_.count, "End after so many lines")
+        ->check(CLI::PositiveNumber);
     AddTimeOut(watch);
 }
 

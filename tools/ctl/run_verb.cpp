@@ -66,8 +66,11 @@ Report RunOnce(const Surroundings& around, const CommandLine& command)
 {
     const Function function = command.isDryRun ? PlanOf(command.verb) : FunctionOf(command.verb);
     const size_t mark = around.session.Mark();
-    const Progress progress(around.output, around.isForeground,
-                            [&session = around.session, mark] { return Awaited(session, mark); });
+    const Progress progress(around.output, around.isForeground, [&around, mark] {
+        // What has been sent cannot be taken back, so the first Ctrl-C of a shell is noted only.
+        const bool isUnheard = around.stop.IsRequested();
+        return Awaited(around.session, mark) + (isUnheard ? "; Ctrl-C again gives up" : "");
+    });
     return function(around.session, command);
 }
 
