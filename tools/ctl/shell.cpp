@@ -72,7 +72,6 @@ void ShellLoop::RunHere(const CommandLine& command)
     if (!jobs_.IsAnyRunning()) {
         session_.ForgetRecords();
     }
-    interrupted_.Withdraw();
     Count(RunVerb({session_, output_, events_, interrupted_, true}, command));
 }
 
@@ -148,8 +147,9 @@ ExitCode ShellLoop::Run()
     const auto interrupt = isInteractive_ ? std::make_unique<Interrupt>(interrupted_) : nullptr;
     bool isToGoOn = true;
     while (isToGoOn && output_.HasReader()) {
+        interrupted_
+            .Withdraw();  // ahead of the prompt: from there on it is meant for the next line
         Prompt();
-        interrupted_.Withdraw();
         std::string text;
         switch (reader_.Read(text, interrupted_)) {
             case LineReader::Result::kLine:
