@@ -20,6 +20,6 @@ cmake -S "$root" --preset release -B "$build" -DBUILD_TESTING=OFF -DOWNERLINK_BU
 }
 
 "$build/bench/ownerlink-bench" owners >"$work/owners.yaml"
-echo "Load before: $(cut -d' ' -f1-3 /proc/loadavg); about a minute ..." >&2
+echo "Load before: $(cut -d' ' -f1-3 /proc/loadavg); about two minutes ..." >&2
 "$root/scripts/with-config" "$work/owners.yaml" "$build/bench/ownerlink-bench"
 echo "Load after: $(cut -d' ' -f1-3 /proc/loadavg)" >&2

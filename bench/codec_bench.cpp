@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 #include <ownerlink/enum_text.h>
+#include <ownerlink/process_manager.h>
 #include <ownerlink/wire.h>
 
 #include <functional>
@@ -195,6 +196,61 @@ void RegisterQueryFields()
     });
 }
 
+// As many states as one record of the process manager holds.
+std::vector<ProcMgr::Message::AppStateInfo> StatesOfARecord()
+{
+    constexpr size_t kStates = 136;
+    std::vector<ProcMgr::Message::AppStateInfo> states;
+    for (const AppInfo& app : UsualApplications(kStates)) {
+        states.push_back({app.appName, 1, 1234, 2, 100});
+    }
+    return states;
+}
+
+std::vector<ProcMgr::Message::RequestMsg> PackStates(
+    const std::vector<ProcMgr::Message::AppStateInfo>& states)
+{
+    Items items;
+    std::vector<ProcMgr::Message::RequestMsg> records;
+    ProcMgr::Serialization::ProcMgrPackAppStateRequest(states, items);
+    ProcMgr::Serialization::ProcMgrCombinePiecesMsg({}, items, records);
+    return records;
+}
+
+// A start record with as many applications as it holds, each with one argument.
+ProcMgr::Message::RequestMsg FullStartRecord(size_t* count)
+{
+    std::string text;
+    *count = 0;
+    for (const AppInfo& app : UsualApplications(1000)) {
+        const std::string item = app.appName + "#1#--fast#0#";
+        if (text.size() + item.size() + 4 > sizeof(ProcMgr::Message::RequestMsg::data)) {
+            break;
+        }
+        text += item;
+        ++*count;
+    }
+    text = std::to_string(*count) + "#" + text;
+    ProcMgr::Message::RequestMsg record;
+    record.size = text.copy(record.data, sizeof record.data);
+    return record;
+}
+
+void RegisterProcessManager()
+{
+    const auto states = StatesOfARecord();
+    Register("process manager: pack a full record", states.size(),
+             [states] { return PackStates(states).front().size; });
+    size_t count = 0;
+    const ProcMgr::Message::RequestMsg record = FullStartRecord(&count);
+    Register("process manager: unpack a full record", count, [record] {
+        std::vector<ProcMgr::Message::StartAppInfo> applications;
+        ProcMgr::Serialization::ProcMgrUnpackStartRequest(&record, applications, "appmgr");
+        benchmark::DoNotOptimize(applications);
+        return record.size;
+    });
+}
+
 }  // namespace
 
 void RegisterCodecs()
@@ -204,6 +260,7 @@ void RegisterCodecs()
     RegisterVerify();
     RegisterSystemState();
     RegisterQueryFields();
+    RegisterProcessManager();
 }
 
 }  // namespace bench

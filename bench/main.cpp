@@ -4,6 +4,8 @@
 //   ownerlink-bench owners          prints the configuration file that the other form needs
 //   ownerlink-bench smoke           everything once, to see that it runs; the figures mean nothing
 //   ownerlink-bench calls ROUNDS [PART OF A NAME]     some calls and their floors, to profile
+//   ownerlink-bench events ROUNDS [PART OF A SYSTEM'S NAME]       the same for events
+//   ownerlink-bench events-alone    the events alone; prints their part of the table
 //
 // What it measures runs in processes of this program that play one role each.
 
@@ -19,8 +21,12 @@
 
 #include "bench/cases.h"
 #include "bench/codec_bench.h"
+#include "bench/event_cases.h"
+#include "bench/event_syslog.h"
+#include "bench/event_world.h"
 #include "bench/figures_io.h"
 #include "bench/owner_role.h"
+#include "bench/pipe_cases.h"
 #include "bench/processes.h"
 #include "bench/rounds.h"
 #include "bench/table.h"
@@ -29,9 +35,6 @@
 namespace {
 
 using Arguments = std::vector<std::string>;
-
-constexpr int kRounds = 150;
-constexpr int kDefaultLogRounds = 20;
 
 // Leaves the cases whose name contains `filter`, and their floors.
 void Select(std::vector<bench::Case>& cases, const std::string& filter)
@@ -69,6 +72,7 @@ void MeasureCalls(const std::string& rounds, const std::string& filter)
     AddSystemState(cases);
     AddChanges(cases, world);
     bench::AddQueries(cases);
+    bench::AddPipeCalls(cases);
     Select(cases, filter);
     Measure(cases, rounds);
 }
@@ -98,6 +102,14 @@ void MeasureCodecs()
     std::cout << std::flush;
 }
 
+void PrintLines(const std::vector<bench::EventFigure>& figures)
+{
+    for (const bench::EventFigure& figure : figures) {
+        std::cout << LineOf(figure) << '\n';
+    }
+    std::cout << std::flush;
+}
+
 // The lines of a process that measures, each turned into what it says.
 template <typename Item>
 std::vector<Item> Collect(const Arguments& arguments, Item (*read)(const std::string&))
@@ -112,23 +124,63 @@ std::vector<Item> Collect(const Arguments& arguments, Item (*read)(const std::st
     return items;
 }
 
-void MeasureAll(int rounds, int defaultLogRounds)
+struct Rounds {
+    int calls;
+    int defaultLog;
+    int events;
+    int loggedEvents;
+};
+constexpr Rounds kFull = {150, 20, 8, 3};
+constexpr Rounds kSmoke = {1, 1, 1, 1};
+
+std::vector<bench::EventFigure> CollectEvents(const char* role, int rounds)
 {
-    const bench::TemporaryDirectory directory;  // of whatever the processes do not remove
-    setenv("TMPDIR", directory.Path().c_str(), 1);
-    setenv("OWNERLINK_LOG", "off", 1);
-    const std::string count = std::to_string(rounds);
-    bench::Results results;
+    return Collect({role, std::to_string(rounds)}, bench::EventFigureFrom);
+}
+
+// Leaves this process on one core.
+bench::EventResults CollectAllEvents(const Rounds& rounds)
+{
+    bench::EventResults results;
     if (bench::KeepToCores(2)) {
-        results.free = Collect({"calls", count}, bench::FigureFrom);
+        results.free = CollectEvents("events", rounds.events);
     }
     bench::KeepToCores(1);
-    results.pinned = Collect({"calls", count}, bench::FigureFrom);
+    results.pinned = CollectEvents("events", rounds.events);
+    results.defaultLog = CollectEvents("logged-events", rounds.loggedEvents);
+    return results;
+}
+
+// What all measuring processes inherit.
+void PrepareFor(const bench::TemporaryDirectory& leftovers)
+{
+    setenv("TMPDIR", leftovers.Path().c_str(), 1);
+    setenv("OWNERLINK_LOG", "off", 1);
+}
+
+void MeasureAll(const Rounds& rounds)
+{
+    const bench::TemporaryDirectory leftovers;
+    PrepareFor(leftovers);
+    const std::string calls = std::to_string(rounds.calls);
+    bench::Results results;
+    if (bench::KeepToCores(2)) {
+        results.free = Collect({"calls", calls}, bench::FigureFrom);
+    }
+    results.events = CollectAllEvents(rounds);
+    results.pinned = Collect({"calls", calls}, bench::FigureFrom);
     results.codecs = Collect({"codecs"}, bench::WorkFrom);
     unsetenv("OWNERLINK_LOG");
     results.defaultLog =
-        Collect({"default-log", std::to_string(defaultLogRounds)}, bench::FigureFrom);
+        Collect({"default-log", std::to_string(rounds.defaultLog)}, bench::FigureFrom);
     PrintTable(results);
+}
+
+void MeasureEventsAlone()
+{
+    const bench::TemporaryDirectory leftovers;
+    PrepareFor(leftovers);
+    PrintEvents(CollectAllEvents(kFull));
 }
 
 using Roles = std::map<std::string, std::function<void()>>;
@@ -138,11 +190,11 @@ Roles RolesWith(const std::string& word, const std::string& filter)
     return {
         {"all",
          [] {
-             MeasureAll(kRounds, kDefaultLogRounds);
+             MeasureAll(kFull);
          }},
         {"smoke",
          [] {
-             MeasureAll(1, 1);
+             MeasureAll(kSmoke);
          }},
         {"owners",
          [] {
@@ -160,6 +212,10 @@ Roles RolesWith(const std::string& word, const std::string& filter)
          [] {
              MeasureCodecs();
          }},
+        {"events-alone",
+         [] {
+             MeasureEventsAlone();
+         }},
         {"owner",
          [=] {
              bench::ServeAsOwner(word);
@@ -168,7 +224,26 @@ Roles RolesWith(const std::string& word, const std::string& filter)
          [=] {
              bench::ServeBareConnections(word);
          }},
+        {"pipe-peer",
+         [=] {
+             bench::ServePipeCalls(word, filter);
+         }},
     };
+}
+
+void AddEventRoles(Roles& roles, const Arguments& words)
+{
+    roles["events"] = [=] {
+        PrintLines(bench::MeasureEvents(std::stoi(words[0]), words[1]));
+    };
+    roles["logged-events"] = [=] {
+        PrintLines(bench::MeasureLoggedEvents(std::stoi(words[0])));
+    };
+    roles["event-subscriber"] = [=] {
+        bench::ServeAsSubscriber(words[0], words[1], std::stoul(words[2]));
+    };
+    roles["event-iceoryx"] = bench::ServeIceoryx;
+    roles["event-syslog"] = bench::ServeSyslog;
 }
 
 bool Play(const Arguments& arguments)
@@ -177,12 +252,13 @@ bool Play(const Arguments& arguments)
         return arguments.size() > at ? arguments[at] : "";
     };
     const std::string role = arguments.empty() ? "all" : arguments[0];
-    const Roles roles = RolesWith(argument(1), argument(2));
+    Roles roles = RolesWith(argument(1), argument(2));
+    AddEventRoles(roles, {argument(1), argument(2), argument(3)});
     const auto found = roles.find(role);
     if (found == roles.end()) {
         return false;
     }
-    pthread_setname_np(pthread_self(), ("bench-" + role).c_str());
+    pthread_setname_np(pthread_self(), ("bench-" + role).substr(0, 15).c_str());
     found->second();
     return true;
 }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -50,7 +51,7 @@ RoleProcess::RoleProcess(const std::vector<std::string>& arguments) : role_(argu
 RoleProcess::~RoleProcess()
 {
     if (process_ > 0) {
-        kill(process_, SIGKILL);
+        kill(process_, SIGTERM);
         waitpid(process_, nullptr, 0);
     }
     (void)fclose(output_);
@@ -84,6 +85,16 @@ void RoleProcess::AwaitSuccess()
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         throw std::runtime_error("the process '" + role_ + "' failed");
     }
+}
+
+std::chrono::nanoseconds RoleProcess::ProcessorTime() const
+{
+    clockid_t clock = 0;
+    timespec time = {};
+    if (clock_getcpuclockid(process_, &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        throw std::runtime_error("the process '" + role_ + "' is gone");
+    }
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
 TemporaryDirectory::TemporaryDirectory()

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -14,7 +15,7 @@ class RoleProcess {
 public:
     // Starts this program with `arguments`. It ends when its parent does.
     explicit RoleProcess(const std::vector<std::string>& arguments);
-    ~RoleProcess();  // kills it unless it has been waited for
+    ~RoleProcess();  // terminates it unless it has been waited for
     RoleProcess(const RoleProcess&) = delete;
     RoleProcess& operator=(const RoleProcess&) = delete;
 
@@ -24,6 +25,8 @@ public:
     void AwaitReady();
     // Waits for its end. Throws unless it exits with 0.
     void AwaitSuccess();
+    // What all its threads have taken so far.
+    std::chrono::nanoseconds ProcessorTime() const;
 
 private:
     std::string role_;

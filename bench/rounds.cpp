@@ -18,14 +18,6 @@ struct Samples {
     std::vector<double> roundMedians;
 };
 
-double Percentile(std::vector<double> values, double part)
-{
-    const auto at = static_cast<size_t>(std::lround(part * static_cast<double>(values.size() - 1)));
-    const auto place = values.begin() + static_cast<std::ptrdiff_t>(at);
-    std::nth_element(values.begin(), place, values.end());
-    return *place;
-}
-
 double TimeOne(const Case& subject)
 {
     using Clock = std::chrono::steady_clock;
@@ -89,6 +81,14 @@ std::vector<Figure> Evaluate(const std::vector<Case>& cases,
 }
 
 }  // namespace
+
+double Percentile(std::vector<double> values, double part)
+{
+    const auto at = static_cast<size_t>(std::lround(part * static_cast<double>(values.size() - 1)));
+    const auto place = values.begin() + static_cast<std::ptrdiff_t>(at);
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
+}
 
 double Median(std::vector<double> values)
 {

@@ -43,6 +43,7 @@ struct Figure {
 };
 
 double Median(std::vector<double> values);
+double Percentile(std::vector<double> values, double part);  // `part` from 0 to 1
 
 std::vector<Figure> RunRounds(const std::vector<Case>& cases, int rounds);
 

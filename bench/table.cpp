@@ -10,18 +10,6 @@ namespace {
 
 constexpr double kLogAim = 2;  // nanoseconds
 
-// NOLINTBEGIN(cert-dcl50-cpp,clang-analyzer-valist.Uninitialized): the compiler checks the formats
-__attribute__((format(printf, 1, 2))) std::string Text(const char* format, ...)
-{
-    char buffer[128];
-    va_list arguments;
-    va_start(arguments, format);
-    (void)std::vsnprintf(buffer, sizeof buffer, format, arguments);
-    va_end(arguments);
-    return buffer;
-}
-// NOLINTEND(cert-dcl50-cpp,clang-analyzer-valist.Uninitialized)
-
 std::string Times(const Figure& figure)
 {
     const std::string ratio = figure.floor.empty() ? "-" : Text("%.2f", figure.ratio);
@@ -120,11 +108,24 @@ void PrintLogVerdict(const std::vector<Work>& works)
 
 }  // namespace
 
+// NOLINTBEGIN(cert-dcl50-cpp,clang-analyzer-valist.Uninitialized): the compiler checks the formats
+std::string Text(const char* format, ...)
+{
+    char buffer[128];
+    va_list arguments;
+    va_start(arguments, format);
+    (void)std::vsnprintf(buffer, sizeof buffer, format, arguments);
+    va_end(arguments);
+    return buffer;
+}
+// NOLINTEND(cert-dcl50-cpp,clang-analyzer-valist.Uninitialized)
+
 void PrintTable(const Results& results)
 {
     PrintCalls(results);
     PrintCodecs(results.codecs);
     PrintLogVerdict(results.codecs);
+    PrintEvents(results.events);
 }
 
 }  // namespace bench
