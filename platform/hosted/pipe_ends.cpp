@@ -22,7 +22,8 @@ constexpr int kConnectWaitMs = 500;  // for room in an owner's backlog
 
 Outcome<int> InsertPipe(UniqueFd socket, const PipeOrigin& origin = {})
 {
-    PipeSlot slot{std::make_unique<Pipe>(std::move(socket), origin), nullptr, 0};
+    PipeSlot slot;
+    slot.pipe = std::make_unique<Pipe>(std::move(socket), origin);
     return PipeTable::Instance().Insert(slot);
 }
 
@@ -66,7 +67,8 @@ Outcome<int> ListenForPipes(std::string_view name)
     if (!listener) {
         return Outcome<int>::Failed(listener.error);
     }
-    PipeSlot slot{nullptr, std::move(listener.value), 0};
+    PipeSlot slot;
+    slot.listener = std::move(listener.value);
     const Outcome<int> number = PipeTable::Instance().Insert(slot);
     if (!number) {
         Withdraw(*slot.listener);
