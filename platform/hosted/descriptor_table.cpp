@@ -14,7 +14,7 @@ Outcome<int> DescriptorTable::Insert(DescriptorRange range, OpenFile file)
         return Outcome<int>::Failed(EMFILE);
     }
     const auto index = static_cast<size_t>(*slot);
-    if (index == entries.descriptors.size()) {
+    while (index >= entries.descriptors.size()) {  // more than one after a failed allocation
         entries.descriptors.push_back(std::make_unique<Descriptor>());
     }
     Descriptor& descriptor = *entries.descriptors[index];

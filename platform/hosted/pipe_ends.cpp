@@ -20,6 +20,21 @@ namespace {
 
 constexpr int kConnectWaitMs = 500;  // for room in an owner's backlog
 
+// The caller's end of a pair, until it is the caller's. The layer does not close it in a fork.
+struct BareSocket {
+    int fd = -1;
+
+    BareSocket() = default;
+    BareSocket(const BareSocket&) = delete;
+    BareSocket& operator=(const BareSocket&) = delete;
+    ~BareSocket()
+    {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+};
+
 Outcome<int> InsertPipe(UniqueFd socket, const PipeOrigin& origin = {})
 {
     PipeSlot slot;
@@ -111,20 +126,22 @@ Outcome<int> ConnectPipe(std::string_view name)
 
 Outcome<int> MakePipe(int* peer)
 {
-    int ends[2] = {-1, -1};
+    BareSocket theirs;
     UniqueFd ours = UniqueFd::Make([&] {
-        return socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == 0 ? ends[0] : -1;
+        int ends[2] = {-1, -1};
+        const int type = SOCK_SEQPACKET | SOCK_CLOEXEC;
+        const int result = socketpair(AF_UNIX, type, 0, ends);
+        theirs.fd = ends[1];
+        return result == 0 ? ends[0] : -1;
     });
     if (!ours) {
         return Outcome<int>::Failed(errno);
     }
     MakeRoomForMessages(ours.Get());
-    MakeRoomForMessages(ends[1]);
+    MakeRoomForMessages(theirs.fd);
     const Outcome<int> number = InsertPipe(std::move(ours));
     if (number) {
-        *peer = ends[1];
-    } else {
-        close(ends[1]);
+        *peer = std::exchange(theirs.fd, -1);
     }
     return number;
 }

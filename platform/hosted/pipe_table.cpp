@@ -29,15 +29,15 @@ Outcome<int> PipeTable::Insert(PipeSlot& slot)
     if (error != 0) {
         return Outcome<int>::Failed(error);
     }
+    if (open_ == slots_.size()) {
+        slots_.push_back(std::make_unique<PipeSlot>());  // may throw: ahead of the number
+    }
     const std::optional<int> number = numbers_.TakeLowest();
     if (!number) {
         return Outcome<int>::Failed(EMFILE);
     }
-    const auto index = static_cast<size_t>(*number);
-    if (index == slots_.size()) {
-        slots_.push_back(std::make_unique<PipeSlot>());
-    }
-    *slots_[index] = std::move(slot);
+    *slots_[static_cast<size_t>(*number)] = std::move(slot);
+    ++open_;
     return Succeeded(NumberOf({DescriptorRange::kPipe, *number}));
 }
 
@@ -108,6 +108,7 @@ Outcome<PipeSlot> PipeTable::Remove(int number)
         return Outcome<PipeSlot>::Failed(slot == nullptr ? EBADF : EBUSY);
     }
     numbers_.Release(PlaceOf(number)->slot);
+    --open_;
     return Succeeded(std::exchange(*slot, PipeSlot{}));
 }
 
@@ -145,6 +146,7 @@ void PipeTable::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
     }
     slots_.clear();
     numbers_ = {};
+    open_ = 0;
     stopping_ = false;
 }
 

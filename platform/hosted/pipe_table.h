@@ -62,7 +62,8 @@ private:
     Mutex mutex_;
     SlotSet numbers_ HOSTED_GUARDED_BY(mutex_);
     std::vector<std::unique_ptr<PipeSlot>> slots_ HOSTED_GUARDED_BY(mutex_);  // kept for reuse
-    pid_t process_ HOSTED_GUARDED_BY(mutex_) = 0;                             // that listens
+    size_t open_ HOSTED_GUARDED_BY(mutex_) = 0;
+    pid_t process_ HOSTED_GUARDED_BY(mutex_) = 0;  // that listens
     bool stopping_ HOSTED_GUARDED_BY(mutex_) = false;
 };
 

@@ -27,7 +27,9 @@ void FdRegistry::Close(int fd, uint32_t generation)
     if (generation != Generation()) {
         return;
     }
-    held_[static_cast<size_t>(fd)] = false;
+    if (static_cast<size_t>(fd) < held_.size()) {  // else there was no memory to note it
+        held_[static_cast<size_t>(fd)] = false;
+    }
     close(fd);
 }
 

@@ -13,6 +13,13 @@ namespace {
 
 class PipeLife : public HostedTest {};
 
+int ExitCodeOf(pid_t child)
+{
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 template <typename Body>
 int ExitCodeOfChild(Body body)
 {
@@ -21,9 +28,7 @@ int ExitCodeOfChild(Body body)
         alarm(20);
         _exit(body());
     }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return ExitCodeOf(child);
 }
 
 }  // namespace
@@ -67,21 +72,19 @@ TEST_F(PipeLife, HandsAForkedChildItsSocket)
 {
     int socket = -1;
     const int pipe = EzcomMakePipe(&socket);
-    auto call = std::async(std::launch::async, [=] {
-        const Response response;
-        const int result = EzcomRPCSync(pipe, Request("ask"), response);
-        return result == 0 ? response.Text() : "failed " + std::to_string(result);
-    });
-
-    const int code = ExitCodeOfChild([=] {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
         const int adopted = EzcomAdoptPipe(socket);
-        return adopted == kFirstPipe ? -Respond(adopted, "from the child") : 1;
-    });
-
-    EXPECT_EQ(code, 0);
-    EXPECT_EQ(call.get(), "from the child");
-    EXPECT_EQ(EzcomSendRequest(pipe, Request("for whoever still holds the socket")), 0);
+        _exit(adopted == kFirstPipe ? -Respond(adopted, "from the child") : 1);
+    }
     close(socket);
+
+    const Response response;
+    EXPECT_EQ(EzcomRPCSync(pipe, Request("ask"), response), 0);
+
+    EXPECT_EQ(response.Text(), "from the child");
+    EXPECT_EQ(ExitCodeOf(child), 0);
     EXPECT_EQ(EzcomSendRequest(pipe, Request("x")), -EPIPE);
 }
 

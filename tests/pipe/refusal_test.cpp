@@ -1,7 +1,10 @@
 // Who may publish a name and who may connect to it, and what the log says of those who may not.
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <string>
 
@@ -44,6 +47,41 @@ protected:
         }
         chmod(directory_.Path().c_str(), 0755);
     }
+};
+
+// A process of another user, of the connecting group, that holds 64 pipes.
+class Hoarder {
+public:
+    Hoarder()
+    {
+        int ready[2];
+        EXPECT_EQ(pipe(ready), 0);
+        process_ = fork();
+        if (process_ == 0) {
+            const bool isOther = setresgid(kNobody, kNobody, kNobody) == 0 &&
+                                 setresuid(kNobody, kNobody, kNobody) == 0;
+            for (int i = 0; isOther && i < 64; ++i) {
+                EzcomConnectPipe(kPipeName);
+            }
+            close(ready[0]);
+            close(ready[1]);  // done
+            pause();
+        }
+        close(ready[1]);
+        char byte = 0;
+        EXPECT_EQ(read(ready[0], &byte, 1), 0);
+        close(ready[0]);
+    }
+    ~Hoarder()
+    {
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+    }
+    Hoarder(const Hoarder&) = delete;
+    Hoarder& operator=(const Hoarder&) = delete;
+
+private:
+    pid_t process_ = -1;
 };
 
 }  // namespace
@@ -99,6 +137,25 @@ TEST_F(PipeRefusal, OfAHoarderNamesTheLimit)
     EXPECT_THAT(log,
                 HasSubstr("pipe to dp:/res/test/pipe refused: process " + std::to_string(getpid()) +
                           " of user 0, limit of process 64, count 64"));
+}
+
+TEST_F(PipeRefusal, OfAUserCountsAllItsProcesses)
+{
+    setenv("OWNERLINK_GROUP", "nogroup", 1);
+    const int listener = EzcomListen(kPipeName);
+    AdmitAllToTheFiles();
+    const Hoarder first;
+    const Hoarder second;
+    const Hoarder third;
+    for (int i = 0; i < 128; ++i) {
+        ASSERT_GE(EzcomAcceptPipe(listener, 20000), kFirstPipe) << i;
+    }
+
+    const std::string log = LogOf([=] { EXPECT_EQ(EzcomAcceptPipe(listener, 0), -ETIMEDOUT); });
+
+    EXPECT_THAT(log, HasSubstr("of user 65534, limit of user 128, count 128"));
+    ASSERT_GE(EzcomConnectPipe(kPipeName), kFirstPipe);
+    EXPECT_GE(EzcomAcceptPipe(listener, kNoLimit), kFirstPipe);  // the owner's own user
 }
 
 TEST_F(PipeRefusal, OfGarbageNamesItsSender)
