@@ -7,12 +7,12 @@
 // All calls may be made from any thread. They answer 0 or a positive number on success and a
 // negative errno number on failure, and leave errno alone. Those that every call can answer:
 //
-//     -EBADF     no open pipe has this number
-//     -EFAULT    a null argument
+//     -EBADF       no open pipe has this number
+//     -EFAULT      a null argument
 //     -EOPNOTSUPP  the number is a name's and not a pipe's, or the other way round
-//     -EPIPE     the peer has closed its end or is dead, or this end is shut down
-//     -EPROTO    the peer sent what is no message; only this pipe ended
-//     -ENOMEM    no memory now
+//     -EPIPE       the peer has closed its end or is dead, or this end is shut down
+//     -EPROTO      the peer sent what is no message; only this pipe ended
+//     -ENOMEM      no memory now
 //
 // A record belongs to whoever made it and is used by one thread at a time.
 #ifndef OWNERLINK_PLATFORM_EZCOM_H
@@ -74,8 +74,8 @@ void EzcomFreeResponse(EzcomResponse* response);
 int EzcomFillRequest(EzcomRequest* request, uint32_t type, const void* data, size_t size);
 int EzcomFillResponse(EzcomResponse* response, uint32_t type, const void* data, size_t size);
 
-// What a record holds. The bytes are the record's: valid until it is filled, received into or
-// freed; null when there are none.
+// What a record, which must not be null here, holds. The bytes are the record's: valid until it is
+// filled, received into or freed; null when there are none.
 uint32_t EzcomRequestType(const EzcomRequest* request);
 size_t EzcomRequestSize(const EzcomRequest* request);
 const void* EzcomRequestData(const EzcomRequest* request);
