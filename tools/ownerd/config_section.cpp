@@ -51,6 +51,7 @@ Section::Section(const KvsTypeYaml& node, std::string path, Findings& findings)
         findings_.Expected(path_, "a mapping", Describe(node));
         return;
     }
+    isMapping_ = true;
     node.GetArray(entries_);
     std::set<std::string> seen;
     for (const KvsTypeYaml& entry : entries_) {
@@ -85,7 +86,7 @@ const KvsTypeYaml* Section::ReadNode(const std::string& key)
 
 void Section::Require(bool isThere, const std::string& key, const std::string& expected)
 {
-    if (!isThere) {
+    if (!isThere && isMapping_) {
         findings_.Add(PathOf(key), "missing; expected " + expected);
     }
 }

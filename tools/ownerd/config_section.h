@@ -52,7 +52,7 @@ public:
     // The value of a key that holds a section of its own.
     const ProcMgr::KvsTypeYaml* ReadNode(const std::string& key);
 
-    // Reports a key that has to be there and is not.
+    // Reports a key that has to be there and is not; not where the whole section is none.
     void Require(bool isThere, const std::string& key, const std::string& expected);
     // Reports the keys that nobody has read.
     void RefuseOthers();
@@ -70,6 +70,7 @@ private:
     Findings& findings_;
     std::vector<ProcMgr::KvsTypeYaml> entries_;
     std::vector<std::string> known_;
+    bool isMapping_ = false;
 };
 
 template <typename Value>

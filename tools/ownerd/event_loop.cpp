@@ -42,8 +42,7 @@ void EventLoop::Post(Work work)
 
 void EventLoop::Run(const Work& afterEach)
 {
-    while (!isStopping_) {
-        afterEach();
+    for (afterEach(); !isStopping_; afterEach()) {
         RunEvents();
         RunTimers();
     }

@@ -40,21 +40,28 @@ Application* Supervisor::Find(const std::string& name) const
 
 void Supervisor::Advance()
 {
-    while (std::exchange(mayAdvance_, false)) {
-        for (const Applications* list : {&std::as_const(applications_), &std::as_const(removed_)}) {
-            for (const auto& application : *list) {
-                AdvanceOne(*application);
+    do {
+        while (std::exchange(mayAdvance_, false)) {
+            for (const Applications* list : {&applications_, &removed_}) {
+                for (const auto& application : *list) {
+                    AdvanceOne(*application);
+                }
             }
+            ForgetRemoved();
         }
-        ForgetRemoved();
+        SweepIfDue();
+    } while (mayAdvance_);
+}
+
+void Supervisor::SweepIfDue()
+{
+    if (draining_.empty() && killing_.empty()) {
+        return;
     }
-    if (!draining_.empty() || !killing_.empty()) {
-        const TimePoint now = Clock::now();
-        if (now >= nextSweep_) {
-            Sweep();
-        } else if (!sweepTimer_.IsSet()) {
-            sweepTimer_.Set(nextSweep_, [] {});  // the round behind it sweeps
-        }
+    if (Clock::now() >= nextSweep_) {
+        Sweep();
+    } else if (!sweepTimer_.IsSet()) {
+        sweepTimer_.Set(nextSweep_, [] {});  // the round behind it sweeps
     }
 }
 

@@ -76,6 +76,7 @@ private:
     void AdvanceOne(Application& application);
     void AdvanceWaiting(Application& application);
     void AdvanceLeaving(Application& application);
+    void SweepIfDue();
     void Sweep();
     bool EndProcesses(const std::string& name, const ProcessesByApplication& processes);
     void EndLeftovers();
