@@ -5,13 +5,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <exception>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include "platform/hosted/hosted_log.h"
 #include "platform/hosted/queue_end_watch.h"
+#include "platform/hosted/queue_pause.h"
 #include "platform/hosted/queue_thread.h"
 
 namespace hosted {
@@ -20,6 +23,15 @@ namespace {
 // Between attempts on an owner that is up and cannot or will not let us in.
 constexpr int kShortestPauseMs = 1000;
 constexpr int kLongestPauseMs = 60000;
+
+struct ReaderSystem {
+    static std::chrono::steady_clock::time_point Now() { return std::chrono::steady_clock::now(); }
+    static void Nap(std::chrono::microseconds time) { std::this_thread::sleep_for(time); }
+    void Sleep() const { link->Sleep(*isClosing); }
+
+    QueueLink* link;
+    const std::atomic<bool>* isClosing;
+};
 
 }  // namespace
 
@@ -85,18 +97,20 @@ void QueueSubscription::Run()
 // What the owner wrote before it died is still delivered.
 void QueueSubscription::ReadLife(QueueLink& link)
 {
+    QueuePause pause(ReaderSystem{&link, &isClosing_});
     while (!isClosing_.load()) {
         const bool hadEnded = link.HasEnded();  // ahead of the look at the ring
         const QueueLink::NextEnd next = link.Next(entry_);
         if (next == QueueLink::NextEnd::kEntry) {
             Deliver();
+            pause.NoteEntry();
         } else if (next == QueueLink::NextEnd::kBroken) {
             HOSTED_LOG(kLogError, "the owner of %.128s has written what cannot be", name_.c_str());
             return;
         } else if (hadEnded) {
             return;
         } else {
-            link.Sleep(isClosing_);
+            pause.Await();
         }
     }
 }
