@@ -12,13 +12,15 @@ namespace hosted {
 
 inline constexpr uint32_t kRingSlots = 1024;
 
-// Apart from each other by two cache lines, which processors fetch in pairs.
+// Apart from each other by two cache lines, which processors fetch in pairs. The flag has lines of
+// its own: the writer looks at it with each entry, and the reader changes it only around a sleep.
 struct RingHeader {
     alignas(128) std::atomic<uint64_t> tail;
     alignas(128) std::atomic<uint64_t> head;
-    std::atomic<uint32_t> flag;  // kAwake or kAsleep; the word that the sleeping reader waits on
+    alignas(128) std::atomic<uint32_t> flag;  // kAwake or kAsleep; the word that the sleeping
+                                              // reader waits on
 };
-static_assert(sizeof(RingHeader) == 256, "layout of RingHeader");
+static_assert(sizeof(RingHeader) == 384, "layout of RingHeader");
 
 struct RingSlot {
     std::atomic<uint64_t> place;  // pool in the upper half, block in the lower
