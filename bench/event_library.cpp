@@ -49,7 +49,7 @@ void Subscribe(const std::string& /*directory*/, size_t /*number*/, const EventS
 
 EventSystem LibraryEvents()
 {
-    return {"ownerlink", 250,
+    return {"ownerlink", 500,
             [](const std::string& /*directory*/) { return std::make_unique<Reporter>(); },
             Subscribe};
 }
