@@ -40,7 +40,7 @@ void ReadCommand(Section& section, LaunchConfig& launch)
     const size_t reports = section.Report().Lines().size();
     section.Require(section.ReadList<std::string>("command", launch.command, ParseText, expected),
                     "command", "a list of " + expected);
-    if (section.Report().Lines().size() != reports) {
+    if (!section.IsThere() || section.Report().Lines().size() != reports) {
         return;
     }
     if (launch.command.empty()) {

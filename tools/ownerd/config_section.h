@@ -39,6 +39,8 @@ public:
     // A node that is no mapping is reported, and the section is empty.
     Section(const ProcMgr::KvsTypeYaml& node, std::string path, Findings& findings);
 
+    bool IsThere() const { return isMapping_; }
+
     // Each reader leaves `out` as it was when the key is missing or its value is refused; the
     // latter is reported. They give back whether the key is there.
     template <typename Value>

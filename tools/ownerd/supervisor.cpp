@@ -42,12 +42,12 @@ void Supervisor::Advance()
 {
     do {
         while (std::exchange(mayAdvance_, false)) {
+            ForgetRemoved();
             for (const Applications* list : {&applications_, &removed_}) {
                 for (const auto& application : *list) {
                     AdvanceOne(*application);
                 }
             }
-            ForgetRemoved();
         }
         SweepIfDue();
     } while (mayAdvance_);
@@ -116,7 +116,7 @@ void Supervisor::EndRest(Application& application)
 
 void Supervisor::KillAll(Application& application)
 {
-    killing_.insert(&application);
+    killing_.insert(application.Name());
 }
 
 void Supervisor::Sweep()
@@ -131,8 +131,8 @@ void Supervisor::Sweep()
     }
     const ProcessesByApplication processes = FindProcesses(marker_, sessions);
     nextSweep_ = Clock::now() + kBetweenSweeps;
-    for (Application* application : std::exchange(killing_, {})) {
-        EndProcesses(application->Name(), processes);
+    for (const std::string& name : std::exchange(killing_, {})) {
+        EndProcesses(name, processes);
     }
     for (Application* application : std::set<Application*>(draining_)) {
         if (!EndProcesses(application->Name(), processes)) {

@@ -96,7 +96,7 @@ private:
 
     // Applications whose rest is being ended; swept together, since each sweep walks all processes.
     std::set<Application*> draining_;
-    std::set<Application*> killing_;
+    std::set<std::string> killing_;
     std::set<std::string> toldOfRest_;
     Timer sweepTimer_;
     TimePoint nextSweep_{};
