@@ -33,31 +33,6 @@ UniqueFd MakeSpare()
 
 }  // namespace
 
-// One registration at a time, and none beside `Stop`. A flag and no lock: what runs under it logs
-// and opens files, and a fork must not have to wait for that.
-class OwnerServer::RegistrationTurn {
-public:
-    explicit RegistrationTurn(OwnerServer& server) : server_(server)
-    {
-        const MutexLock lock(server_.mutex_);
-        while (server_.isRegistering_) {
-            server_.turnEnded_.Wait(server_.mutex_);
-        }
-        server_.isRegistering_ = true;
-    }
-    ~RegistrationTurn()
-    {
-        const MutexLock lock(server_.mutex_);
-        server_.isRegistering_ = false;
-        server_.turnEnded_.NotifyAll();
-    }
-    RegistrationTurn(const RegistrationTurn&) = delete;
-    RegistrationTurn& operator=(const RegistrationTurn&) = delete;
-
-private:
-    OwnerServer& server_;
-};
-
 OwnerServer& OwnerServer::Instance()
 {
     static OwnerServer* const server = new OwnerServer;
@@ -71,7 +46,7 @@ int OwnerServer::Register(const IAMServiceDesc& desc)
         return error;
     }
     {
-        const RegistrationTurn turn(*this);
+        const Turn turn(turns_);
         error = stopping_.load() ? ESHUTDOWN : Publish(desc);
     }
     if (error != 0) {
@@ -143,7 +118,7 @@ int OwnerServer::Serve(std::unique_ptr<OwnerService> service)
 
 void OwnerServer::Stop()
 {
-    const RegistrationTurn turn(*this);
+    const Turn turn(turns_);
     const Outcome<RuntimeDir> directory = OpenRuntimeDir();
     const MutexLock lock(mutex_);
     if (!exitHandler_.IsInstalled() || stopping_.exchange(true)) {
@@ -214,7 +189,7 @@ void OwnerServer::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
     threads_.ForgetInChild();
     stopping_.store(false);
     runningHooks_.store(0);
-    isRegistering_ = false;
+    turns_.Forget();
 }
 
 }  // namespace hosted

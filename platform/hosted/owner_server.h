@@ -16,6 +16,7 @@
 #include "platform/hosted/owner_service.h"
 #include "platform/hosted/owner_threads.h"
 #include "platform/hosted/runtime_dir.h"
+#include "platform/hosted/turns.h"
 #include "platform/iam_file.h"
 
 namespace hosted {
@@ -48,7 +49,6 @@ public:
 private:
     enum class Received { kMessage, kNothing, kEnd };
     class RunningHook;
-    class RegistrationTurn;
 
     static void ThreadBody();
     static int HooksOnThisThread();
@@ -93,8 +93,7 @@ private:
 
     Mutex mutex_;
     Condition hooksEnded_;
-    Condition turnEnded_;
-    bool isRegistering_ HOSTED_GUARDED_BY(mutex_) = false;
+    Turns turns_{mutex_};  // one registration at a time, and none beside `Stop`
     // `mutex_` guards their listeners too.
     std::vector<std::unique_ptr<OwnerService>> services_ HOSTED_GUARDED_BY(mutex_);
     std::unordered_set<OwnerConnection*> connections_ HOSTED_GUARDED_BY(mutex_);

@@ -26,35 +26,6 @@ int CheckDescription(const IAMQueueServiceDesc& desc)
 
 }  // namespace
 
-// One registration at a time, and none beside `Stop`. A flag and no lock: what runs under it logs
-// and opens files, and a fork must not have to wait for that.
-class QueueServer::Turn {
-public:
-    explicit Turn(QueueServer& server) : server_(server)
-    {
-        const MutexLock lock(server_.mutex_);
-        while (server_.hasTurn_) {
-            server_.changed_.Wait(server_.mutex_);
-        }
-        server_.hasTurn_ = true;
-        mayRegister_ = !server_.stopping_;
-    }
-    ~Turn()
-    {
-        const MutexLock lock(server_.mutex_);
-        server_.hasTurn_ = false;
-        server_.changed_.NotifyAll();
-    }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-
-    bool MayRegister() const { return mayRegister_; }
-
-private:
-    QueueServer& server_;
-    bool mayRegister_ = false;
-};
-
 QueueServer& QueueServer::Instance()
 {
     static auto* const server = new QueueServer;
@@ -68,8 +39,8 @@ int QueueServer::Register(const IAMQueueServiceDesc& desc)
         return error;
     }
     {
-        const Turn turn(*this);
-        error = turn.MayRegister() ? Publish(desc) : ESHUTDOWN;
+        const Turn turn(turns_);
+        error = IsStopping() ? ESHUTDOWN : Publish(desc);
     }
     if (error != 0) {
         HOSTED_LOG(kLogError, "queue %.128s cannot be published in %s: %s", desc.name,
@@ -138,9 +109,15 @@ void QueueServer::NoteEndOfService()
     changed_.NotifyAll();
 }
 
+bool QueueServer::IsStopping()
+{
+    const MutexLock lock(mutex_);
+    return stopping_;
+}
+
 void QueueServer::Stop()
 {
-    const Turn turn(*this);
+    const Turn turn(turns_);
     const Outcome<RuntimeDir> directory = OpenRuntimeDir();
     const MutexLock lock(mutex_);
     if (!exitHandler_.IsInstalled() || std::exchange(stopping_, true)) {
@@ -183,7 +160,7 @@ void QueueServer::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
         left->push_back(std::move(service));
     }
     services_.clear();
-    hasTurn_ = false;
+    turns_.Forget();
     stopping_ = false;
     running_ = 0;
 }

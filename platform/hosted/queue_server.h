@@ -11,6 +11,7 @@
 #include "platform/hosted/mutex.h"
 #include "platform/hosted/queue_service.h"
 #include "platform/hosted/runtime_dir.h"
+#include "platform/hosted/turns.h"
 #include "platform/iam_queue.h"
 
 namespace hosted {
@@ -34,8 +35,7 @@ public:
     void ForgetInChild();
 
 private:
-    class Turn;
-
+    bool IsStopping() HOSTED_EXCLUDES(mutex_);
     int Publish(const IAMQueueServiceDesc& desc) HOSTED_EXCLUDES(mutex_);
     int GoUp(const RuntimeDir& directory, std::unique_ptr<QueueService> service, uint32_t timeoutMs)
         HOSTED_EXCLUDES(mutex_);
@@ -45,7 +45,7 @@ private:
 
     Mutex mutex_;
     Condition changed_;
-    bool hasTurn_ HOSTED_GUARDED_BY(mutex_) = false;
+    Turns turns_{mutex_};  // one registration at a time, and none beside `Stop`
     bool stopping_ HOSTED_GUARDED_BY(mutex_) = false;
     int running_ HOSTED_GUARDED_BY(mutex_) = 0;  // services
     ExitHandler exitHandler_ HOSTED_GUARDED_BY(mutex_);
