@@ -115,13 +115,14 @@ Outcome<NameLock> NameLock::Take(const RuntimeDir& directory, std::string_view n
         taken.error = EADDRINUSE;
         return taken;
     }
-    Outcome<UniqueFd> fd = TakeFile(directory, file, name);
+    NameLock lock(std::move(file));  // leaves the table again, however the rest goes
+    Outcome<UniqueFd> fd = TakeFile(directory, lock.file_, name);
     if (!fd) {
-        LeaveTable(file);
         taken.error = fd.error;
         return taken;
     }
-    return Outcome<NameLock>{NameLock(std::move(fd.value), std::move(file)), 0};
+    lock.fd_ = std::move(fd.value);
+    return Succeeded(std::move(lock));
 }
 
 NameLock::~NameLock()

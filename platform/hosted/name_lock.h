@@ -31,7 +31,7 @@ public:
     static void ForgetInChild();
 
 private:
-    NameLock(UniqueFd fd, std::string file) : fd_(std::move(fd)), file_(std::move(file)) {}
+    explicit NameLock(std::string file) : file_(std::move(file)) {}
 
     UniqueFd fd_;
     std::string file_;  // empty when it holds nothing

@@ -1,20 +1,10 @@
 #include "platform/hosted/pipe_table.h"
 
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <utility>
 
 namespace hosted {
-namespace {
-
-void StopAtExit()
-{
-    PipeTable::Instance().Stop();
-}
-
-}  // namespace
 
 PipeTable& PipeTable::Instance()
 {
@@ -25,9 +15,8 @@ PipeTable& PipeTable::Instance()
 Outcome<int> PipeTable::Insert(PipeSlot& slot)
 {
     const MutexLock lock(mutex_);
-    const int error = slot.listener != nullptr ? StopAtExitOnce() : 0;
-    if (error != 0) {
-        return Outcome<int>::Failed(error);
+    if (slot.listener != nullptr && stopping_) {
+        return Outcome<int>::Failed(ESHUTDOWN);
     }
     if (open_ == slots_.size()) {
         slots_.push_back(std::make_unique<PipeSlot>());  // may throw: ahead of the number
@@ -35,6 +24,9 @@ Outcome<int> PipeTable::Insert(PipeSlot& slot)
     const std::optional<int> number = numbers_.TakeLowest();
     if (!number) {
         return Outcome<int>::Failed(EMFILE);
+    }
+    if (slot.listener != nullptr) {
+        exitHandler_.Install();
     }
     *slots_[static_cast<size_t>(*number)] = std::move(slot);
     ++open_;
@@ -61,17 +53,6 @@ Refusal PipeTable::CheckPeer(const PipeOrigin& origin)
         return {"user", kPipesPerUser, ofUser, false};
     }
     return {};
-}
-
-int PipeTable::StopAtExitOnce()
-{
-    if (stopping_) {
-        return ESHUTDOWN;
-    }
-    if (std::exchange(process_, getpid()) == 0) {
-        (void)std::atexit(StopAtExit);
-    }
-    return 0;
 }
 
 PipeSlot* PipeTable::Find(int number)
@@ -116,10 +97,9 @@ void PipeTable::Stop()
 {
     const Outcome<RuntimeDir> directory = OpenRuntimeDir();
     const MutexLock lock(mutex_);
-    if (process_ != getpid()) {
-        return;  // a child that no fork handler has seen: the names are its parent's
+    if (!exitHandler_.IsInstalled() || std::exchange(stopping_, true)) {
+        return;
     }
-    stopping_ = true;
     for (const auto& slot : slots_) {
         if (directory && slot->listener != nullptr) {
             slot->listener->Withdraw(directory.value);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/hosted/descriptor_numbers.h"
+#include "platform/hosted/exit_handler.h"
 #include "platform/hosted/mutex.h"
 #include "platform/hosted/outcome.h"
 #include "platform/hosted/owner_peers.h"
@@ -57,13 +58,12 @@ public:
 
 private:
     PipeSlot* Find(int number) HOSTED_REQUIRES(mutex_);
-    int StopAtExitOnce() HOSTED_REQUIRES(mutex_);
 
     Mutex mutex_;
     SlotSet numbers_ HOSTED_GUARDED_BY(mutex_);
     std::vector<std::unique_ptr<PipeSlot>> slots_ HOSTED_GUARDED_BY(mutex_);  // kept for reuse
     size_t open_ HOSTED_GUARDED_BY(mutex_) = 0;
-    pid_t process_ HOSTED_GUARDED_BY(mutex_) = 0;  // that listens
+    ExitHandler exitHandler_ HOSTED_GUARDED_BY(mutex_);  // of a process that listens
     bool stopping_ HOSTED_GUARDED_BY(mutex_) = false;
 };
 

@@ -29,6 +29,7 @@ void StopLayer()
     OwnerServer::Instance().Stop();
     QueueServer::Instance().Stop();
     QueueClient::Instance().Stop();
+    PipeTable::Instance().Stop();
     OwnerServer::Instance().WaitForHooks(end);
     QueueServer::Instance().WaitForHooks(end);
     QueueClient::Instance().WaitForDeliveries(end);
