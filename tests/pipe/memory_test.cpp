@@ -101,6 +101,13 @@ TEST_F(PipeMemory, IsMissingWhereAPipeIsMade)
     ExpectEnomemUntilItSucceeds([&] { return EzcomAdoptPipe(socket); });
 }
 
+TEST_F(PipeMemory, IsMissingWhereANameIsPublishedAndDoesNotKeepItTaken)
+{
+    ExpectEnomemUntilItSucceeds([] { return EzcomListen(kPipeName); });
+
+    EXPECT_GE(EzcomConnectPipe(kPipeName), kFirstPipe);
+}
+
 TEST_F(PipeMemory, IsMissingWhereANameIsConnectedToAndAccepted)
 {
     const int listener = EzcomListen(kPipeName);
