@@ -21,8 +21,8 @@ constexpr int kVersion = 1;
 Json ToBytes(const std::string& text)
 {
     std::vector<int> bytes;
-    for (const unsigned char byte : text) {
-        bytes.push_back(byte);
+    for (const char byte : text) {
+        bytes.push_back(static_cast<unsigned char>(byte));
     }
     return bytes;
 }

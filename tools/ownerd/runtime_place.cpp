@@ -39,9 +39,10 @@ std::string FileName(const std::string& resource)
 {
     std::string name;
     uint64_t digest = 14695981039346656037ULL;
-    for (const unsigned char byte : resource) {
+    for (const char letter : resource) {
+        const auto byte = static_cast<unsigned char>(letter);
         const bool isPlain = std::isalnum(byte) || byte == '-' || byte == '_';
-        name += isPlain ? std::string(1, static_cast<char>(byte)) : '%' + Digits(byte, 2);
+        name += isPlain ? std::string(1, letter) : '%' + Digits(byte, 2);
         digest = (digest ^ byte) * 1099511628211ULL;
     }
     return name.size() <= kLongestFileName ? name : Digits(digest, 16);

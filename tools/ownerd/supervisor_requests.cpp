@@ -130,6 +130,7 @@ void Supervisor::StopAll(TimePoint deadline, const Verdict& done)
 
 void Supervisor::Verify(const ChangeRecord& record, TimePoint deadline, const Verdict& done)
 {
+    LogInfo("verify: the manager remembers " + std::to_string(record.size()) + " applications");
     const auto gathering = std::make_shared<Gathering>(loop_, ToVerdict(done));
     for (const auto& [name, option] : record) {
         VerifyOne(name, option, *gathering);
