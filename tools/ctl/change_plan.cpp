@@ -2,7 +2,7 @@
 
 #include <ownerlink/wire.h>
 
-#include <numeric>
+#include <algorithm>
 
 #include "tools/ctl/verbs.h"
 
@@ -31,10 +31,9 @@ std::vector<std::string> NamesIn(Items::const_iterator first, Items::const_itera
 
 std::vector<std::string> NamesOf(const std::vector<AppInfo>& apps)
 {
-    std::vector<std::string> names;
-    for (const AppInfo& app : apps) {
-        names.push_back(app.appName);
-    }
+    std::vector<std::string> names(apps.size());
+    std::transform(apps.begin(), apps.end(), names.begin(),
+                   [](const AppInfo& app) { return app.appName; });
     return names;
 }
 

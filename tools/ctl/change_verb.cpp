@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tools/ctl/origins.h"
 #include "tools/ctl/verbs.h"
 
 namespace ctl {
@@ -28,41 +29,6 @@ AppRow RowOf(const AppChangeInfo& result, const std::string& owner)
             result.state, std::nullopt,   IsFailedState(result.state)};
 }
 
-// The library's results name no owner, but its records of them do, in the same order.
-class ResultOrigins {
-public:
-    ResultOrigins(const std::vector<LogRecord>& records, const OwnerTable& table)
-        : table_(table), next_(records.begin()), end_(records.end())
-    {
-    }
-
-    std::string OwnerOf(const std::string& app)
-    {
-        for (; next_ != end_; ++next_) {
-            if (next_->text.find("ChangeAppState: secVfs=") != std::string::npos) {
-                return OwnerIn((next_++)->text, app);
-            }
-        }
-        return "";
-    }
-
-private:
-    std::string OwnerIn(const std::string& text, const std::string& app) const
-    {
-        for (const std::string& resource : table_.Resources()) {
-            const std::string mark = "secVfs=" + resource + " appName=" + app + " result=";
-            if (text.find(mark) != std::string::npos) {
-                return table_.OwnersOf(resource);
-            }
-        }
-        return "";
-    }
-
-    const OwnerTable& table_;
-    std::vector<LogRecord>::const_iterator next_;
-    std::vector<LogRecord>::const_iterator end_;
-};
-
 // The applications without an owner come first, in the order given.
 void AddResults(Report& report, const std::vector<AppChangeInfo>& results, const Answer& answer,
                 const OwnerTable& table, const CommandLine& command)
@@ -73,11 +39,11 @@ void AddResults(Report& report, const std::vector<AppChangeInfo>& results, const
             strays.push_back(GroupText(name.group));
         }
     }
-    ResultOrigins origins(answer.records, table);
+    Origins origins(answer.records, table, {"ChangeAppState: secVfs=", " appName=", " result="});
     for (const AppChangeInfo& result : results) {
         const size_t index = report.apps.size();
         const std::string owner =
-            index < strays.size() ? strays[index] : origins.OwnerOf(result.appName);
+            index < strays.size() ? strays[index] : origins.NextOwner(result.appName);
         report.apps.push_back(RowOf(result, owner));
     }
 }

@@ -2,6 +2,8 @@
 
 #include <ownerlink/wire.h>
 
+#include <algorithm>
+
 #include "tools/ctl/verbs.h"
 
 namespace ctl {
@@ -31,12 +33,8 @@ bool IsMeant(const CommandLine& command, const ConfiguredOwner& owner)
 
 bool HasMeant(const CommandLine& command, const OwnerTable& table)
 {
-    for (const ConfiguredOwner& owner : table.owners) {
-        if (IsMeant(command, owner)) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(table.owners.begin(), table.owners.end(),
+                       [&](const ConfiguredOwner& owner) { return IsMeant(command, owner); });
 }
 
 Report Nobody(Report report, const CommandLine& command)

@@ -61,7 +61,7 @@ bool IsHex(const std::string& bytes)
 }
 
 // False for half a byte.
-bool FromHex(const std::string& digits, std::string& bytes)
+bool FromHex(const std::string& digits, std::string& to)
 {
     std::string pair;
     for (const char digit : digits) {
@@ -69,7 +69,7 @@ bool FromHex(const std::string& digits, std::string& bytes)
             pair += digit;
         }
         if (pair.size() == 2) {
-            bytes += static_cast<char>(std::stoi(pair, nullptr, 16));
+            to += static_cast<char>(std::stoi(pair, nullptr, 16));
             pair.clear();
         }
     }

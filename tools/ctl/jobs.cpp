@@ -44,13 +44,13 @@ void Jobs::Show()
 
 bool Jobs::Cancel(int number)
 {
-    for (const Job& job : jobs_) {
-        if (job.number == number) {
-            job.stop.Request();
-            return true;
-        }
+    const auto job = std::find_if(jobs_.begin(), jobs_.end(),
+                                  [number](const Job& one) { return one.number == number; });
+    if (job == jobs_.end()) {
+        return false;
     }
-    return false;
+    job->stop.Request();
+    return true;
 }
 
 ExitCode Jobs::Reap()

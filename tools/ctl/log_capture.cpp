@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
@@ -39,20 +40,26 @@ std::string TextOf(int file, size_t from)
     return text;
 }
 
+// Reads "PROCESS:THREAD NAME".
+void ParseThread(const std::string& text, LogRecord& record)
+{
+    const size_t colon = text.find(':');
+    const size_t blank = text.find(' ', colon);
+    record.thread = static_cast<pid_t>(std::strtol(text.c_str() + colon + 1, nullptr, 10));
+    record.threadName = text.substr(std::min(blank + 1, text.size()));
+}
+
 // "TIME LEVEL client [milestone ][PROCESS:THREAD NAME] [UNIT:LINE]TEXT"
 bool ParseLine(const std::string& line, LogRecord& record)
 {
     const size_t who = line.find(" [");
     const size_t unit = line.find("] [", who == std::string::npos ? 0 : who);
     const size_t text = unit == std::string::npos ? unit : line.find(']', unit + 3);
-    int process = 0;
-    char name[32] = "";
-    if (text == std::string::npos ||
-        std::sscanf(line.c_str() + who, " [%d:%d %31[^]]", &process, &record.thread, name) < 2) {
+    if (who == std::string::npos || text == std::string::npos) {
         return false;
     }
+    ParseThread(line.substr(who + 2, unit - who - 2), record);
     record.isFailure = line.find(" error client ") < who;
-    record.threadName = name;
     record.text = line.substr(text + 1);
     return true;
 }
@@ -85,7 +92,7 @@ std::vector<LogRecord> LogCapture::Since(size_t mark) const
     return records;
 }
 
-void LogCapture::Forget()
+void LogCapture::Forget() const
 {
     if (file_ >= 0 && ftruncate(file_, 0) != 0) {
         std::perror("ownerlinkctl: the log of this process cannot be shortened");

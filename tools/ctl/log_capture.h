@@ -27,7 +27,7 @@ public:
 
     size_t Mark() const;  // where the next record will stand
     std::vector<LogRecord> Since(size_t mark) const;
-    void Forget();  // only while nobody holds a mark
+    void Forget() const;  // only while nobody holds a mark
 
 private:
     // Never closed: the library logs to the very end of the process. Below 0: nothing is captured.

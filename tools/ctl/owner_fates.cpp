@@ -28,7 +28,9 @@ bool EndsWith(const std::string& text, const std::string& part)
 int ErrorIn(const std::string& text)
 {
     const size_t at = text.rfind(",err=");
-    return at == std::string::npos ? 0 : std::atoi(text.c_str() + at + 5);
+    return at == std::string::npos
+               ? 0
+               : static_cast<int>(std::strtol(text.c_str() + at + 5, nullptr, 10));
 }
 
 // A record of the one exchange that names the owner in its middle.
@@ -119,7 +121,7 @@ RecordFilter FromSendersOf(int state, const std::vector<LogRecord>& records)
         }
     }
     return [senders](const LogRecord& record) {
-        return senders.count(record.thread) != 0;
+        return senders.contains(record.thread);
     };
 }
 

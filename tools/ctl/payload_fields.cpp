@@ -64,7 +64,7 @@ std::string PayloadReader::Text(const std::string& name)
         return "";
     }
     const size_t end = payload_.find('#', at_);
-    const std::string text = payload_.substr(at_, end - at_);
+    std::string text = payload_.substr(at_, end - at_);
     if (end == std::string::npos) {
         record_.notes.push_back("no '#' ends: " + name);
     }

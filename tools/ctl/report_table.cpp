@@ -51,6 +51,7 @@ std::string FormatApps(const Report& report, bool isColoured)
 std::string FormatPlan(const std::vector<PlanRow>& plan, bool isColoured)
 {
     std::vector<Row> rows;
+    rows.reserve(plan.size());
     for (const PlanRow& row : plan) {
         rows.push_back({{row.owner},
                         {row.resource},
