@@ -192,6 +192,40 @@ TEST_F(CtlTest, ShellEndsWithExitAndHelps)
     EXPECT_EQ(Owner(APPMGR).Count("list"), 1U);
 }
 
+TEST_F(CtlTest, ShellSaysThatTheTableHasChangedAndKeepsItsOwn)
+{
+    Start(APPMGR);
+    Program shell({"shell"});
+    shell.Write("query\n");
+    ASSERT_TRUE(shell.AwaitOut("DATAMASTER"));
+
+    WriteConfig("apps: {OsType: 0, GroupOwner: 2, SecVfs: elsewhere}\n");
+    shell.Write("owners\nreload APPMGR\n");
+    ASSERT_TRUE(shell.AwaitErr("has changed; this process keeps what it has loaded"));
+    shell.EndInput();
+    shell.AwaitEnd();
+
+    EXPECT_EQ(Owner(APPMGR).Count("reload"), 1U);
+}
+
+TEST_F(CtlTest, ShellReadsTheTableAnewUntilAVerbHasUsedIt)
+{
+    RemoveConfig();
+    Program shell({"shell"});
+    shell.Write("list\n");
+    ASSERT_TRUE(shell.AwaitErr("no owner configured"));
+
+    WriteConfig("apps: {OsType: 0, GroupOwner: 2, SecVfs: wrong}\n");
+    shell.Write("owners\n");
+    ASSERT_TRUE(shell.AwaitOut("wrong"));
+    WriteConfig(UsualConfig());
+    StartAll();
+    shell.Write("list\n");
+    shell.EndInput();
+
+    EXPECT_THAT(Plain(shell.AwaitEnd().out), HasSubstr("IAM <IAM> done"));
+}
+
 TEST_F(CtlTest, TheTimeOutOfALineDoesNotStayForTheNext)
 {
     Start(APPMGR);
@@ -203,5 +237,4 @@ TEST_F(CtlTest, TheTimeOutOfALineDoesNotStayForTheNext)
     EXPECT_THAT(Owner(APPMGR).Reports("query"), ElementsAre("query 1 200 a", "query 1 5000 a"));
     EXPECT_THAT(Owner(APPMGR).Reports("state"), ElementsAre("state 0 300"));
     EXPECT_THAT(Owner(APPMGR).Reports("change"), ElementsAre("change 5000 start=b"));
-    EXPECT_EQ(LoggedCount("ioctl begins", Owner(APPMGR).Process()), 0U);
 }

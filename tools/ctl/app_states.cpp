@@ -18,6 +18,7 @@ std::string StateOf(uint32_t status)
 AppStates AskStates(Session& session, const OwnerTable& table,
                     const std::vector<std::string>& names, int timeOut, int queryType)
 {
+    session.Mark();  // watches and waits ask without end
     std::vector<AppStatus> statuses;
     Answer answer = session.Query(names, statuses, timeOut, queryType);
     AppStates states = {answer.code, std::move(answer.fates), {}};

@@ -84,9 +84,4 @@ ExitCode Jobs::AwaitAll()
     return worst;
 }
 
-bool Jobs::IsAnyRunning() const
-{
-    return !jobs_.empty();
-}
-
 }  // namespace ctl

@@ -30,7 +30,6 @@ public:
     bool Cancel(int number);  // false: there is no such job
     ExitCode Reap();          // tells of those that have ended; the highest of their codes
     ExitCode AwaitAll();      // ends those that go on, waits for the others
-    bool IsAnyRunning() const;
 
 private:
     struct Job {

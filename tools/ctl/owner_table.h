@@ -16,6 +16,8 @@ struct ConfiguredOwner {
     SsOperSysType os = DP;
     GroupOwner group = DATAMASTER;
     std::string resource;
+
+    bool operator==(const ConfiguredOwner&) const = default;
 };
 
 struct TableMistake {

@@ -62,6 +62,10 @@ Report Owners(Session& session, const CommandLine& command)
         report.owners.push_back(ProbedRow(owner));
     }
     SetExitByOwners(report);
+    if (ReadOwnerTable().owners != table.owners) {
+        report.errors.push_back(std::string(kTablePath) +
+                                " has changed; this process keeps what it has loaded");
+    }
     if (report.exitCode == kDone && !report.mistakes.empty()) {
         report.exitCode = kPartly;
     }

@@ -18,10 +18,40 @@ OwnerlinkClientInner& Client()
 OwnerTable Session::Table()
 {
     const std::lock_guard<std::mutex> lock(tableMutex_);
-    if (!table_.isLoaded) {
+    if (!isTableKept_) {
         table_ = ReadOwnerTable();
     }
     return table_;
+}
+
+void Session::KeepTable()
+{
+    const bool isLoaded = Table().isLoaded;
+    const std::lock_guard<std::mutex> lock(tableMutex_);
+    isTableKept_ = isLoaded;
+}
+
+Session::Operation::Operation(Session& session) : session_(session)
+{
+    session_.KeepTable();
+    const std::lock_guard<std::mutex> lock(session_.operationsMutex_);
+    ++session_.operations_;
+    mark_ = session_.log_.Mark();
+}
+
+Session::Operation::~Operation()
+{
+    const std::lock_guard<std::mutex> lock(session_.operationsMutex_);
+    --session_.operations_;
+}
+
+size_t Session::Mark()
+{
+    const std::lock_guard<std::mutex> lock(operationsMutex_);
+    if (operations_ == 0) {
+        log_.Forget();
+    }
+    return log_.Mark();
 }
 
 Fates Session::FatesSince(size_t mark, const RecordFilter& isOurs)
@@ -45,33 +75,33 @@ bool Session::IsCancel(int state) const
 // A refused state counts as the last one, too; only the exit of high-level functions does not.
 Answer Session::SetState(int state, int timeOut)
 {
-    const size_t mark = log_.Mark();
+    const Operation operation(*this);
     if (state != static_cast<int>(ProcMgr::HIGH_LEVEL_ADS_EXIT)) {
         lastState_ = state;
     }
     const uint32_t code = Client().SetSystemState(state, timeOut);
     timeOut_ = code == kBusyCode ? kUnknownTimeOut : timeOut;
-    return Conclude(code, mark, FromSendersOf(state, log_.Since(mark)));
+    return Conclude(code, operation.Mark(), FromSendersOf(state, log_.Since(operation.Mark())));
 }
 
 Answer Session::Change(const std::vector<AppInfo>& apps, std::vector<AppChangeInfo>& results,
                        int timeOut)
 {
     const std::lock_guard<std::mutex> lock(changeMutex_);
-    const size_t mark = log_.Mark();
+    const Operation operation(*this);
     const uint32_t code = Client().ChangeAppState(apps, results, timeOut);
     timeOut_ = timeOut;
-    return Conclude(code, mark, FromThreadsNamed("CHANGE_APP"));
+    return Conclude(code, operation.Mark(), FromThreadsNamed("CHANGE_APP"));
 }
 
 Answer Session::Query(const std::vector<std::string>& names, std::vector<AppStatus>& answers,
                       int timeOut, int type)
 {
     const std::lock_guard<std::mutex> lock(queryMutex_);
-    const size_t mark = log_.Mark();
+    const Operation operation(*this);
     const uint32_t code = Client().QueryAppState(names, answers, timeOut, type);
     timeOut_ = timeOut;
-    return Conclude(code, mark, FromThreadsNamed("QUERY_APP_STATE"));
+    return Conclude(code, operation.Mark(), FromThreadsNamed("QUERY_APP_STATE"));
 }
 
 // The operations without a time-out of their own run under the object's, which a change of no
@@ -87,9 +117,9 @@ void Session::UseTimeOut(int timeOut)
 Answer Session::List(AppNames& names, int timeOut)
 {
     UseTimeOut(timeOut);
-    const size_t mark = log_.Mark();
+    const Operation operation(*this);
     const uint32_t code = Client().QueryAppList(names);
-    return Conclude(code, mark, FromThisThread());
+    return Conclude(code, operation.Mark(), FromThisThread());
 }
 
 uint32_t Session::SendToAll(Control control)
@@ -121,13 +151,13 @@ bool Session::SendToOne(Control control, GroupOwner group)
 Answer Session::Send(Control control, const ConfiguredOwner* owner, int timeOut)
 {
     UseTimeOut(timeOut);
-    const size_t mark = log_.Mark();
+    const Operation operation(*this);
     if (owner == nullptr) {
         const uint32_t code = SendToAll(control);
-        return Conclude(code, mark, FromThisThread());
+        return Conclude(code, operation.Mark(), FromThisThread());
     }
     const bool isAccepted = SendToOne(control, owner->group);
-    Answer answer = Conclude(0, mark, FromThisThread());
+    Answer answer = Conclude(0, operation.Mark(), FromThisThread());
     Fate& fate = answer.fates[owner->resource];
     if (isAccepted || fate.outcome == Outcome::kDone) {
         fate = {isAccepted ? Outcome::kDone : Outcome::kNotKnown, 0};

@@ -36,7 +36,8 @@ class Session {
 public:
     explicit Session(LogCapture& log) : log_(log) {}
 
-    // Read until a reading succeeds and kept from then on, as the library keeps its own.
+    // Read anew until the first operation, and kept from then on if that could load it: as the
+    // library does with its own.
     OwnerTable Table();
 
     Answer SetState(int state, int timeOut);
@@ -53,19 +54,38 @@ public:
     // Whether `state` would reach the owners as a cancel.
     bool IsCancel(int state) const;
 
-    size_t Mark() const { return log_.Mark(); }
-    void ForgetRecords() { log_.Forget(); }  // only while no operation runs
+    // The records that the library writes from here on. Those that no operation needs any more are
+    // forgotten; whoever goes on for long does so now and then.
+    size_t Mark();
     Fates FatesSince(size_t mark, const RecordFilter& isOurs);
 
 private:
+    // While it lives, no record from its mark on is forgotten.
+    class Operation {
+    public:
+        explicit Operation(Session& session);
+        ~Operation();
+        Operation(const Operation&) = delete;
+        Operation& operator=(const Operation&) = delete;
+        size_t Mark() const { return mark_; }
+
+    private:
+        Session& session_;
+        size_t mark_;
+    };
+
+    void KeepTable();
     void UseTimeOut(int timeOut);
     Answer Conclude(uint32_t code, size_t mark, const RecordFilter& isOurs);
     uint32_t SendToAll(Control control);
     bool SendToOne(Control control, GroupOwner group);
 
     LogCapture& log_;
+    std::mutex operationsMutex_;
+    int operations_ = 0;
     std::mutex tableMutex_;
     OwnerTable table_;
+    bool isTableKept_ = false;
     // The library takes one change and one query at a time; waiting here instead keeps the records
     // of two apart.
     std::mutex changeMutex_;

@@ -69,9 +69,6 @@ void ShellLoop::Refuse(const std::string& mistake)
 
 void ShellLoop::RunHere(const CommandLine& command)
 {
-    if (!jobs_.IsAnyRunning()) {
-        session_.ForgetRecords();
-    }
     Count(RunVerb({session_, output_, events_, interrupted_, true}, command));
 }
 
