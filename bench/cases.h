@@ -14,6 +14,8 @@ inline constexpr const char* kThreeThreads = "bare: three threads";
 
 void AddFloors(std::vector<Case>& cases, World& world);
 void AddExchanges(std::vector<Case>& cases, World& world);
+// The peers' exchanges, as further floors of the last case.
+void AddPeerExchanges(std::vector<Case>& cases, World& world);
 void AddIdleExchanges(std::vector<Case>& cases, World& world);
 void AddSystemState(std::vector<Case>& cases);
 void AddChanges(std::vector<Case>& cases, World& world);

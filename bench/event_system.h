@@ -48,9 +48,6 @@ EventSystem ZeroMqEvents();
 EventSystem IceoryxEvents();
 std::array<EventSystem, kEventSystems> AllEventSystems();
 
-// The daemon that iceoryx needs. Prints "ready" and serves until it is terminated.
-void ServeIceoryx();
-
 }  // namespace bench
 
 #endif

@@ -5,11 +5,13 @@
 
 #include <chrono>
 #include <cstring>
+#include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <thread>
 
 #include "bench/cases.h"
+#include "bench/exchange_peer.h"
 #include "client/OwnerlinkClientImpl.h"
 #include "platform/iam_file.h"
 
@@ -53,6 +55,23 @@ void StaySilent()
     std::this_thread::sleep_for(kSilence);
 }
 
+// Empty when the peer is not installed or does not start.
+std::function<void()> CallOf(const ExchangePeer& peer, const std::string& directory)
+{
+    if (!peer.connect) {
+        return {};
+    }
+    try {
+        const std::shared_ptr<PeerConnection> connection = peer.connect(directory);
+        return [connection] {
+            connection->Exchange();
+        };
+    } catch (const std::runtime_error& error) {
+        std::cerr << peer.name << ": " << error.what() << std::endl;
+        return {};
+    }
+}
+
 }  // namespace
 
 void Require(bool condition, const char* what)
@@ -91,6 +110,15 @@ void AddExchanges(std::vector<Case>& cases, World& world)
                      }});
     AddPublicExchange(cases);
     cases.back().floors.push_back({kFreshExchange, 0.7});
+}
+
+void AddPeerExchanges(std::vector<Case>& cases, World& world)
+{
+    const size_t exchange = cases.size() - 1;
+    for (const ExchangePeer& peer : AllExchangePeers()) {
+        cases[exchange].floors.push_back({peer.name, peer.aim});
+        cases.push_back({peer.name, {}, kCalls, CallOf(peer, world.Directory())});
+    }
 }
 
 void AddPublicExchange(std::vector<Case>& cases)

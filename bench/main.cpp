@@ -24,7 +24,9 @@
 #include "bench/event_cases.h"
 #include "bench/event_syslog.h"
 #include "bench/event_world.h"
+#include "bench/exchange_peer.h"
 #include "bench/figures_io.h"
+#include "bench/iceoryx_daemon.h"
 #include "bench/owner_role.h"
 #include "bench/pipe_cases.h"
 #include "bench/processes.h"
@@ -68,6 +70,7 @@ void MeasureCalls(const std::string& rounds, const std::string& filter)
     std::vector<bench::Case> cases;
     AddFloors(cases, world);
     AddExchanges(cases, world);
+    AddPeerExchanges(cases, world);
     AddIdleExchanges(cases, world);
     AddSystemState(cases);
     AddChanges(cases, world);
@@ -242,8 +245,18 @@ void AddEventRoles(Roles& roles, const Arguments& words)
     roles["event-subscriber"] = [=] {
         bench::ServeAsSubscriber(words[0], words[1], std::stoul(words[2]));
     };
-    roles["event-iceoryx"] = bench::ServeIceoryx;
     roles["event-syslog"] = bench::ServeSyslog;
+}
+
+void AddPeerRoles(Roles& roles, const Arguments& words)
+{
+    roles["exchange-peer"] = [=] {
+        bench::ServeAsPeer(words[0], words[1]);
+    };
+    roles["dbus-daemon"] = [=] {
+        bench::ServeBusDaemon(words[0]);
+    };
+    roles["iceoryx-daemon"] = bench::ServeIceoryx;
 }
 
 bool Play(const Arguments& arguments)
@@ -254,6 +267,7 @@ bool Play(const Arguments& arguments)
     const std::string role = arguments.empty() ? "all" : arguments[0];
     Roles roles = RolesWith(argument(1), argument(2));
     AddEventRoles(roles, {argument(1), argument(2), argument(3)});
+    AddPeerRoles(roles, {argument(1), argument(2)});
     const auto found = roles.find(role);
     if (found == roles.end()) {
         return false;

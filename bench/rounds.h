@@ -23,7 +23,7 @@ struct Case {
     std::string name;
     std::vector<Floor> floors;
     int callsPerRound = 1;
-    std::function<void()> call;
+    std::function<void()> call;          // empty for a peer that is not installed
     std::function<void()> prepare = {};  // ahead of each call, not timed
     size_t applications = 0;             // that one call is about
     size_t records = 0;                  // that one call sends
@@ -34,10 +34,10 @@ struct Figure {
     std::string name;
     std::string floor;
     double aim = 0;
-    double ratio = 0;  // the median of the rounds' ratios; 0 without a floor
+    double ratio = 0;  // the median of the rounds' ratios; 0 without a floor that is installed
     double median = 0;
     double percentile99 = 0;
-    size_t samples = 0;
+    size_t samples = 0;  // 0: not installed, and no times
     size_t applications = 0;
     size_t records = 0;
 };

@@ -12,14 +12,17 @@ constexpr double kLogAim = 2;  // nanoseconds
 
 std::string Times(const Figure& figure)
 {
-    const std::string ratio = figure.floor.empty() ? "-" : Text("%.2f", figure.ratio);
+    if (figure.samples == 0) {
+        return "| not installed | - | - ";
+    }
+    const std::string ratio = figure.ratio == 0 ? "-" : Text("%.2f", figure.ratio);
     return Text("| %.1f | %.1f | %s ", figure.median / 1e3, figure.percentile99 / 1e3,
                 ratio.c_str());
 }
 
 std::string Verdict(const Figure& figure)
 {
-    if (figure.aim == 0) {
+    if (figure.aim == 0 || figure.ratio == 0) {
         return "- | ";
     }
     return Text("%.2f | %s", figure.aim, figure.ratio <= figure.aim ? "met" : "MISSED");

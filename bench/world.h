@@ -28,6 +28,7 @@ public:
 
     BareConnection& Kept(size_t owner) { return *kept_[owner]; }
     const std::string& FreshPath() const { return freshPath_; }
+    const std::string& Directory() const { return directory_.Path(); }
 
     // One thread for each owner, which does so many bare exchanges on its kept connection.
     void ExchangeOnThreads(const std::array<size_t, kOwners>& counts);
