@@ -11,6 +11,7 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <functional>
@@ -30,8 +31,11 @@
 #include "bench/owner_role.h"
 #include "bench/pipe_cases.h"
 #include "bench/processes.h"
+#include "bench/rest_figures.h"
 #include "bench/rounds.h"
+#include "bench/start_cases.h"
 #include "bench/table.h"
+#include "bench/wait_cases.h"
 #include "bench/world.h"
 
 namespace {
@@ -105,9 +109,10 @@ void MeasureCodecs()
     std::cout << std::flush;
 }
 
-void PrintLines(const std::vector<bench::EventFigure>& figures)
+template <typename Figure>
+void PrintLines(const std::vector<Figure>& figures)
 {
-    for (const bench::EventFigure& figure : figures) {
+    for (const Figure& figure : figures) {
         std::cout << LineOf(figure) << '\n';
     }
     std::cout << std::flush;
@@ -129,12 +134,15 @@ std::vector<Item> Collect(const Arguments& arguments, Item (*read)(const std::st
 
 struct Rounds {
     int calls;
+    int waits;
+    int starts;
+    int rest;  // milliseconds
     int defaultLog;
     int events;
     int loggedEvents;
 };
-constexpr Rounds kFull = {150, 20, 8, 3};
-constexpr Rounds kSmoke = {1, 1, 1, 1};
+constexpr Rounds kFull = {150, 40, 40, 4000, 20, 8, 3};
+constexpr Rounds kSmoke = {1, 1, 1, 100, 1, 1, 1};
 
 std::vector<bench::EventFigure> CollectEvents(const char* role, int rounds)
 {
@@ -154,6 +162,18 @@ bench::EventResults CollectAllEvents(const Rounds& rounds)
     return results;
 }
 
+std::vector<bench::Figure> CollectCalls(const Rounds& rounds)
+{
+    std::vector<bench::Figure> figures =
+        Collect({"calls", std::to_string(rounds.calls)}, bench::FigureFrom);
+    for (const auto& [role, count] :
+         {std::pair("waits", rounds.waits), std::pair("starts", rounds.starts)}) {
+        const auto further = Collect({role, std::to_string(count)}, bench::FigureFrom);
+        figures.insert(figures.end(), further.begin(), further.end());
+    }
+    return figures;
+}
+
 // What all measuring processes inherit.
 void PrepareFor(const bench::TemporaryDirectory& leftovers)
 {
@@ -165,18 +185,19 @@ void MeasureAll(const Rounds& rounds)
 {
     const bench::TemporaryDirectory leftovers;
     PrepareFor(leftovers);
-    const std::string calls = std::to_string(rounds.calls);
     bench::Results results;
     if (bench::KeepToCores(2)) {
-        results.free = Collect({"calls", calls}, bench::FigureFrom);
+        results.free = CollectCalls(rounds);
     }
     results.events = CollectAllEvents(rounds);
-    results.pinned = Collect({"calls", calls}, bench::FigureFrom);
+    results.pinned = CollectCalls(rounds);
     results.codecs = Collect({"codecs"}, bench::WorkFrom);
+    const auto rest = Collect({"rest", std::to_string(rounds.rest)}, bench::RestFigureFrom);
     unsetenv("OWNERLINK_LOG");
     results.defaultLog =
         Collect({"default-log", std::to_string(rounds.defaultLog)}, bench::FigureFrom);
     PrintTable(results);
+    bench::PrintRest(rest);
 }
 
 void MeasureEventsAlone()
@@ -184,6 +205,11 @@ void MeasureEventsAlone()
     const bench::TemporaryDirectory leftovers;
     PrepareFor(leftovers);
     PrintEvents(CollectAllEvents(kFull));
+}
+
+void MeasureRestAlone(int milliseconds)
+{
+    PrintLines(bench::MeasureRest(std::chrono::milliseconds(milliseconds)));
 }
 
 using Roles = std::map<std::string, std::function<void()>>;
@@ -259,6 +285,27 @@ void AddPeerRoles(Roles& roles, const Arguments& words)
     roles["iceoryx-daemon"] = bench::ServeIceoryx;
 }
 
+void AddWaitAndRestRoles(Roles& roles, const Arguments& words)
+{
+    roles["waits"] = [=] {
+        PrintLines(bench::MeasureWaits(std::stoi(words[0])));
+    };
+    roles["starts"] = [=] {
+        PrintLines(bench::MeasureStarts(std::stoi(words[0])));
+    };
+    roles["rest"] = [=] {
+        MeasureRestAlone(std::stoi(words[0]));
+    };
+    roles["start-library"] = bench::StartLibrary;
+    roles["start-bare"] = [=] {
+        bench::StartBare(words[0]);
+    };
+    roles["watching-manager"] = bench::ServeAsWatchingManager;
+    roles["program"] = [=] {
+        bench::BecomeProgram(words[0], words[1]);
+    };
+}
+
 bool Play(const Arguments& arguments)
 {
     const auto argument = [&](size_t at) {
@@ -267,6 +314,7 @@ bool Play(const Arguments& arguments)
     const std::string role = arguments.empty() ? "all" : arguments[0];
     Roles roles = RolesWith(argument(1), argument(2));
     AddEventRoles(roles, {argument(1), argument(2), argument(3)});
+    AddWaitAndRestRoles(roles, {argument(1), argument(2)});
     AddPeerRoles(roles, {argument(1), argument(2)});
     const auto found = roles.find(role);
     if (found == roles.end()) {

@@ -25,6 +25,7 @@ public:
     void AwaitReady();
     // Waits for its end. Throws unless it exits with 0.
     void AwaitSuccess();
+    pid_t Id() const { return process_; }
     // What all its threads have taken so far.
     std::chrono::nanoseconds ProcessorTime() const;
 
