@@ -1,6 +1,10 @@
 #!/bin/bash
-# Builds the library and tells its story on real processes: one manager against three owners, and
-# system events from a fourth to two managers.
+# Builds the library and tells a story on real processes: one manager at its prompt against three
+# owners of real applications. With the argument "library" it is the example manager against example
+# owners, with system events from a fourth to two managers and the logs of both ends beside it.
+#
+#   demo.sh [library]
+#
 # Installs what is missing (as root), works in a temporary directory, and leaves nothing behind.
 # Exits non-zero when something came out otherwise than expected.
 set -euo pipefail
@@ -23,4 +27,8 @@ datamaster: {OsType: 0, GroupOwner: 0, SecVfs: "dp:/res/demo/datamaster"}
 iam: {OsType: 0, GroupOwner: 1, SecVfs: "dp:/res/demo/iam"}
 appmgr: {OsType: 0, GroupOwner: 2, SecVfs: "dp:/res/demo/appmgr"}
 YAML
-"$root/scripts/with-config" "$work/owners.yaml" "$root/examples/story" "$work/build/examples" "$work"
+case "${1:-}" in
+library) story=("$root/examples/story" "$work/build/examples" "$work") ;;
+*) story=("$root/examples/owners-story" "$work/build" "$work") ;;
+esac
+"$root/scripts/with-config" "$work/owners.yaml" "${story[@]}"

@@ -1,5 +1,6 @@
 // Start, terminate, restart; query and list.
 #include <algorithm>
+#include <csignal>
 
 #include "tests/ownerd/ownerd_test.h"
 
@@ -121,26 +122,30 @@ TEST_F(ChangeAppTest, KillsWhatIgnoresItsStopSignalWhenTheGraceIsOver)
     EXPECT_EQ(Logged("camera: still there 50 ms after SIGTERM, killing it"), 1U);
 }
 
-TEST_F(ChangeAppTest, UsesTheStopSignalOfTheApplication)
+TEST_F(ChangeAppTest, UsesTheStopSignalOfTheApplicationOnce)
 {
-    Begin(Entry("camera", Doing("ignore=15 on=2:" + Path("signals") + " notify=READY=1 stay") +
-                              ", ready: notify, stop-signal: SIGINT, stop-grace: 50ms"));
+    Begin(Entry("camera", Doing("ignore=15 on=2:" + Path("signals") +
+                                " notify=READY=1 await=" + Path("signals") + " exit=0") +
+                              ", ready: notify, stop-signal: SIGINT, stop-grace: 60min"));
     StartOne("camera");
 
     EXPECT_EQ(StopOne("camera"), "SUCCESS");
 
-    EXPECT_THAT(FileLines(Path("signals")), testing::Contains("2"));
+    EXPECT_THAT(FileLines(Path("signals")), ElementsAre("2"));
 }
 
 TEST_F(ChangeAppTest, AnswersProcessingAtTheTimeOutAndGoesOn)
 {
     Begin(Entry("camera",
-                Doing("ignore=15 notify=READY=1 stay") + ", ready: notify, stop-grace: 1s"));
+                Doing("ignore=15 notify=READY=1 stay") + ", ready: notify, stop-grace: 60min"));
     StartOne("camera");
+    constexpr int kPassingTimeOut = 2000;  // a tenth of it is left for the answer
 
-    EXPECT_EQ(ChangeOne("camera", ProcMgr::TERM, {}, kShortTimeOut), "PROCESSING");
+    EXPECT_EQ(ChangeOne("camera", ProcMgr::TERM, {}, kPassingTimeOut), "PROCESSING");
 
+    kill(PidOf("camera"), SIGKILL);
     EXPECT_TRUE(AwaitLogged("camera: stopped, ended by SIGKILL"));
+    EXPECT_EQ(Logged("camera: restarted in"), 0U);
 }
 
 TEST_F(ChangeAppTest, TakesATimeOutOfMinusOneForItsOwn)

@@ -121,7 +121,7 @@ TEST_F(StateTest, IsRefusedWhenItIsNotReachedInTimeAndGoesOn)
         Entry("camera", Doing("await=" + Path("go") + " notify=READY=1 stay") + ", ready: notify"));
 
     EXPECT_EQ(SetState(ProcMgr::WORKING, kShortTimeOut), kStateFailed);
-    EXPECT_EQ(Logged("state WORKING: camera PROCESSING"), 1U);
+    EXPECT_TRUE(AwaitLogged("state WORKING: camera PROCESSING"));
     Touch("go");
 
     EXPECT_TRUE(AwaitRunning("camera"));

@@ -175,7 +175,7 @@ void Application::Prepare()
 {
     if (memory_.pid != 0 && !memory_.isPrepared) {
         memory_.isPrepared = true;
-        SignalGroup(config_.prepareSignal);
+        SignalProcess(config_.prepareSignal);
         LogInfo(config_.name + ": told by " + SignalName(config_.prepareSignal) +
                 " that a suspend is near");
     }
@@ -184,7 +184,7 @@ void Application::Prepare()
 void Application::TakeBackPreparation()
 {
     if (std::exchange(memory_.isPrepared, false) && memory_.pid != 0 && config_.cancelSignal != 0) {
-        SignalGroup(config_.cancelSignal);
+        SignalProcess(config_.cancelSignal);
         LogInfo(config_.name + ": told by " + SignalName(config_.cancelSignal) +
                 " that the suspend is over");
     }

@@ -109,6 +109,7 @@ public:
     void RestGone();
     void CheckExit();
     void SignalGroup(int signal) const;
+    bool SignalProcess(int signal) const;  // false: there is none
 
 private:
     struct Waiter {

@@ -211,15 +211,19 @@ void Application::OnGraceOver()
     host_.KillAll(*this);
 }
 
+bool Application::SignalProcess(int signal) const
+{
+    return syscall(SYS_pidfd_send_signal, pidWatch_.Get(), signal, nullptr, 0) == 0;
+}
+
+// To each process once. As long as the descriptor reaches the leader, which is not reaped then, no
+// other group can have its number.
 void Application::SignalGroup(int signal) const
 {
-    // First the process by its descriptor. As long as that is not reaped, no group can have taken
-    // its number.
-    if (syscall(SYS_pidfd_send_signal, pidWatch_.Get(), signal, nullptr, 0) != 0) {
-        return;
-    }
-    if (getpgid(memory_.pid) == memory_.pid) {
+    if (SignalProcess(0) && getpgid(memory_.pid) == memory_.pid) {
         kill(-memory_.pid, signal);
+    } else {
+        SignalProcess(signal);
     }
 }
 

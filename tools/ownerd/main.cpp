@@ -12,6 +12,7 @@
 namespace {
 
 constexpr int kUnusableFile = 1;
+constexpr int kWrongUsage = 2;
 
 int Check(const std::string& file)
 {
@@ -60,7 +61,11 @@ int main(int argc, char** argv)
     command.add_option("FILE", file, "The configuration")->required();
     command.add_flag("--check", isCheck, "Only read FILE, and say what is wrong with it");
     command.set_version_flag("--version", "ownerlink-ownerd " OWNERLINK_VERSION);
-    CLI11_PARSE(command, argc, argv);
+    try {
+        command.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return command.exit(error) == 0 ? 0 : kWrongUsage;
+    }
     // A program that reloads may not depend on where it was started.
     const std::string path = std::filesystem::absolute(file).lexically_normal().string();
     return isCheck ? Check(file) : Serve(path);

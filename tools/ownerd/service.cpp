@@ -16,6 +16,7 @@ namespace {
 
 constexpr int kOwnTimeOut = 5000;
 constexpr int kOwnTimeOutInRunMode = 1800000;
+constexpr int kShortestMargin = 40;
 constexpr int kLongestMargin = 200;
 constexpr size_t kListRoom = 3886;
 constexpr size_t kQueryRoom = 3888 - 5;
@@ -129,8 +130,8 @@ bool Service::Publish(const std::string& resource)
 Service::Deadline Service::DeadlineIn(int timeOut) const
 {
     const int time = timeOut > 0 ? timeOut : ownTimeOut_;
-    const TimePoint answer =
-        Clock::now() + Milliseconds(time - std::min(time / 10, kLongestMargin));
+    const int margin = std::clamp(time / 10, kShortestMargin, kLongestMargin);
+    const TimePoint answer = Clock::now() + Milliseconds(time - margin);
     return {answer, answer + std::chrono::seconds(1)};
 }
 
