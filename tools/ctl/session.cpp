@@ -31,18 +31,18 @@ void Session::KeepTable()
     isTableKept_ = isLoaded;
 }
 
-Session::Operation::Operation(Session& session) : session_(session)
+size_t Session::Begin()
 {
-    session_.KeepTable();
-    const std::lock_guard<std::mutex> lock(session_.operationsMutex_);
-    ++session_.operations_;
-    mark_ = session_.log_.Mark();
+    KeepTable();
+    const std::lock_guard<std::mutex> lock(operationsMutex_);
+    ++operations_;
+    return log_.Mark();
 }
 
-Session::Operation::~Operation()
+void Session::End()
 {
-    const std::lock_guard<std::mutex> lock(session_.operationsMutex_);
-    --session_.operations_;
+    const std::lock_guard<std::mutex> lock(operationsMutex_);
+    --operations_;
 }
 
 size_t Session::Mark()

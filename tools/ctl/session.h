@@ -63,8 +63,8 @@ private:
     // While it lives, no record from its mark on is forgotten.
     class Operation {
     public:
-        explicit Operation(Session& session);
-        ~Operation();
+        explicit Operation(Session& session) : session_(session), mark_(session.Begin()) {}
+        ~Operation() { session_.End(); }
         Operation(const Operation&) = delete;
         Operation& operator=(const Operation&) = delete;
         size_t Mark() const { return mark_; }
@@ -74,6 +74,8 @@ private:
         size_t mark_;
     };
 
+    size_t Begin();
+    void End();
     void KeepTable();
     void UseTimeOut(int timeOut);
     Answer Conclude(uint32_t code, size_t mark, const RecordFilter& isOurs);
