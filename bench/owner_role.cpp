@@ -111,12 +111,17 @@ bool Register(OwnerlinkServer& server, const std::string& resource)
 
 }  // namespace
 
-void ServeAsOwner(const std::string& resource)
+void PublishOwner(const std::string& resource)
 {
     OwnerlinkServer& server = OwnerlinkServer::GetInstance();
     if (!Register(server, resource) || !RegisterSlowOnes(server, resource)) {
         throw std::runtime_error("cannot publish " + resource);
     }
+}
+
+void ServeAsOwner(const std::string& resource)
+{
+    PublishOwner(resource);
     std::cout << "ready" << std::endl;
     while (true) {
         pause();

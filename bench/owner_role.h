@@ -11,6 +11,9 @@ namespace bench {
 // What its reload takes, asleep.
 inline constexpr std::chrono::milliseconds kSlowCallback{1};
 
+// Makes this process an owner of `resource`. Throws.
+void PublishOwner(const std::string& resource);
+
 // Publishes `resource`, prints "ready" and serves for ever. Throws if it cannot publish.
 [[noreturn]] void ServeAsOwner(const std::string& resource);
 
