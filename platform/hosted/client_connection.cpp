@@ -37,12 +37,13 @@ bool IsConnectionGone(int error)
 // as many bytes as its result says.
 bool HasRightSize(const MessageHeader& answer, const Request& request)
 {
+    const uint64_t size = uint64_t{answer.size} + answer.zeros;
     if ((request.flags & kFlagRead) != 0) {
         const auto wanted = static_cast<uint32_t>(answer.result < 0 ? 0 : answer.result);
-        return answer.size == wanted && answer.size <= request.output.size();
+        return size == wanted && size <= request.output.size();
     }
-    const bool isEmptyFailure = answer.size == 0 && answer.error != 0;
-    return answer.size == request.output.size() || isEmptyFailure;
+    const bool isEmptyFailure = size == 0 && answer.error != 0;
+    return size == request.output.size() || isEmptyFailure;
 }
 
 bool IsAnswerTo(const MessageHeader& answer, const Request& request)
@@ -90,7 +91,8 @@ ExchangeResult ClientConnection::Exchange(const Request& request, const Deadline
 size_t ClientConnection::Compose(const Request& request)
 {
     const size_t answerSize = sizeof(MessageHeader) + request.output.size();
-    const size_t size = sizeof(MessageHeader) + request.input.size();
+    const size_t sent = SizeWithoutZeros(request.input);
+    const size_t size = sizeof(MessageHeader) + sent;
     if (buffer_.size() < std::max(size, answerSize)) {
         buffer_.resize(std::max(size, answerSize));
     }
@@ -100,10 +102,11 @@ size_t ClientConnection::Compose(const Request& request)
     header.flags = static_cast<uint16_t>(request.flags | (fileBegun_ ? 0 : kFlagOpen));
     header.sequence = ++sequence_;
     header.command = request.command;
-    header.size = static_cast<uint32_t>(request.input.size());
+    header.size = static_cast<uint32_t>(sent);
+    header.zeros = static_cast<uint32_t>(request.input.size() - sent);
     std::memcpy(buffer_.data(), &header, sizeof header);
-    if (!request.input.empty()) {
-        std::memcpy(buffer_.data() + sizeof header, request.input.data(), request.input.size());
+    if (sent > 0) {
+        std::memcpy(buffer_.data() + sizeof header, request.input.data(), sent);
     }
     return size;
 }
@@ -226,6 +229,9 @@ ExchangeResult ClientConnection::Accept(size_t size, const Request& request) con
     }
     if (answer.size > 0) {
         std::memcpy(request.output.data(), buffer_.data() + sizeof answer, answer.size);
+    }
+    if (answer.zeros > 0) {
+        std::memset(request.output.data() + answer.size, 0, answer.zeros);
     }
     return {ExchangeEnd::kAnswered, answer.result, answer.error};
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 namespace hosted {
 
@@ -23,13 +24,15 @@ struct MessageHeader {
     uint32_t magic;
     uint16_t version;
     uint16_t flags;
-    uint64_t sequence;  // counts a connection's requests from 1; an answer repeats its request's
-    uint32_t command;   // the ioctl's command, or the bytes a read asks for
-    uint32_t size;      // bytes of payload behind the header, exactly
-    int32_t result;     // the hook's, in an answer
-    int32_t error;      // an errno number; always set when `result` is negative
+    uint64_t sequence;   // counts a connection's requests from 1; an answer repeats its request's
+    uint32_t command;    // the ioctl's command, or the bytes a read asks for
+    uint32_t size;       // bytes of payload behind the header, exactly
+    int32_t result;      // the hook's, in an answer
+    int32_t error;       // an errno number; always set when `result` is negative
+    uint32_t zeros = 0;  // further bytes of payload, all zero: they are counted and not sent
+    uint32_t reserved = 0;
 };
-static_assert(sizeof(MessageHeader) == 32, "layout of MessageHeader");
+static_assert(sizeof(MessageHeader) == 40, "layout of MessageHeader");
 
 inline constexpr size_t kMaxMessage = sizeof(MessageHeader) + kMaxPayload;
 
@@ -48,7 +51,27 @@ inline bool IsRequest(const MessageHeader& header)
 {
     const bool isRead = (header.flags & kFlagRead) != 0;
     return (header.flags & ~kRequestFlags) == 0 && header.sequence != 0 &&
-           (!isRead || (header.size == 0 && header.command <= kMaxPayload));
+           header.zeros <= kMaxPayload - header.size &&
+           (!isRead || (header.size + header.zeros == 0 && header.command <= kMaxPayload));
+}
+
+// How much of `payload` is to be sent: all up to its last byte that is not zero. A record is mostly
+// room that nothing has been written to: the copies of it, two of them by the kernel, cost more
+// than this look at it.
+inline size_t SizeWithoutZeros(std::span<const std::byte> payload)
+{
+    static constexpr std::byte kZeros[512] = {};
+    const std::byte* const data = payload.data();
+    size_t size = payload.size();
+    for (const size_t block : {sizeof kZeros, size_t{64}, size_t{8}}) {
+        while (size >= block && std::memcmp(data + size - block, kZeros, block) == 0) {
+            size -= block;
+        }
+    }
+    while (size > 0 && data[size - 1] == std::byte{0}) {
+        --size;
+    }
+    return size;
 }
 
 }  // namespace hosted

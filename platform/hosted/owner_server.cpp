@@ -131,6 +131,8 @@ bool OwnerServer::HandleMessage(OwnerConnection& connection, MessageBuffer& buff
         SendRefusal(connection.fd.Get(), EPROTO);
         return false;
     }
+    std::memset(buffer.Payload() + header.size, 0, header.zeros);
+    header.size += std::exchange(header.zeros, 0);
     return HandleRequest(connection, buffer, header);
 }
 
@@ -185,9 +187,12 @@ bool OwnerServer::Refuse(OwnerConnection& connection, MessageHeader& header, con
 // Never waits: a peer that cannot take its answer is dropped.
 bool OwnerServer::Answer(OwnerConnection& connection, std::byte* message, MessageHeader& header)
 {
+    const size_t sent = SizeWithoutZeros({message + sizeof header, header.size});
     header.flags = static_cast<uint16_t>((header.flags & kFlagRead) | kFlagAnswer);
+    header.zeros = header.size - static_cast<uint32_t>(sent);
+    header.size = static_cast<uint32_t>(sent);
     std::memcpy(message, &header, sizeof header);
-    const size_t size = sizeof header + header.size;
+    const size_t size = sizeof header + sent;
     return send(connection.fd.Get(), message, size, MSG_DONTWAIT | MSG_NOSIGNAL) ==
            static_cast<ssize_t>(size);
 }

@@ -54,7 +54,7 @@ TEST_F(HostileClient, AWellMadeMessageIsAnswered)
 TEST_F(HostileClient, ShortMessagesEndTheConnection)
 {
     const std::string whole = MessageOf(RequestHeader(kEcho, 0), "");
-    for (const size_t size : {1U, 31U}) {
+    for (const size_t size : {size_t{1}, sizeof(MessageHeader) - 1}) {
         ExpectEndedBy(whole.substr(0, size));
     }
 }
@@ -111,6 +111,44 @@ TEST_F(HostileClient, UnknownFlagsAndReadsOfTooMuchAreRefused)
         EXPECT_EQ(client.Receive().size(), sizeof header);
         EXPECT_EQ(client.Receive(), "");
     }
+    ExpectOwnerServes();
+}
+
+TEST_F(HostileClient, ZerosThatAreNotSentReachTheHook)
+{
+    const RawClient client;
+    ASSERT_TRUE(client.Send(MessageOf(RequestHeader(kEcho, 3, 1), "xyz")));
+    client.Receive();
+    MessageHeader header = RequestHeader(kEcho, 1, 2);
+    header.zeros = 2;
+    ASSERT_TRUE(client.Send(MessageOf(header, "a")));
+
+    const std::string answer = client.Receive();
+
+    EXPECT_EQ(answer.substr(sizeof header), "b\1\1");
+}
+
+TEST_F(HostileClient, MoreZerosThanAPayloadHoldsAreRefused)
+{
+    MessageHeader tooMany = RequestHeader(kEcho, 0);
+    tooMany.zeros = 65537;
+    MessageHeader endless = RequestHeader(kEcho, 0);
+    endless.zeros = UINT32_MAX;
+    MessageHeader read = RequestHeader(4, 0);
+    read.flags = kFlagRead;
+    read.zeros = 1;
+    for (const MessageHeader& header : {tooMany, endless, read}) {
+        const RawClient client;
+        ASSERT_TRUE(client.Send(MessageOf(header, "")));
+        EXPECT_EQ(client.Receive().size(), sizeof header);
+        EXPECT_EQ(client.Receive(), "");
+    }
+    MessageHeader inSum = RequestHeader(kEcho, 1);
+    inSum.zeros = 65536;
+    const RawClient client;
+    ASSERT_TRUE(client.Send(MessageOf(inSum, "a")));
+    EXPECT_EQ(client.Receive().size(), sizeof inSum);
+    EXPECT_EQ(client.Receive(), "");
     ExpectOwnerServes();
 }
 

@@ -83,6 +83,50 @@ TEST_F(HostileOwner, AnswersSmallerThanTheBufferAreRefused)
     ExpectGarbled(MessageOf(answer, "1234567"));
 }
 
+TEST_F(HostileOwner, ZerosThatAreNotSentReachTheBuffer)
+{
+    const Outcome outcome = CallWhile([](const UniqueFd& fd, const MessageHeader& request) {
+        MessageHeader answer = AnswerTo(request, 8);
+        answer.size = 3;
+        answer.zeros = 5;
+        SendRaw(fd, MessageOf(answer, "res"));
+    });
+
+    EXPECT_EQ(outcome.result, (CallResult{8, 0}));
+    EXPECT_EQ(outcome.buffer, std::string("res\0\0\0\0\0", 8));
+}
+
+TEST_F(HostileOwner, AnswersWithTooManyOrTooFewZerosAreRefused)
+{
+    for (const uint32_t zeros : {4U, 6U, UINT32_MAX}) {
+        fd_ = OpenOrFail();
+        MessageHeader answer = RightAnswer();
+        answer.size = 3;
+        answer.zeros = zeros;
+        ExpectGarbled(MessageOf(answer, "res"));
+    }
+}
+
+TEST_F(HostileOwner, ARequestLeavesItsLastZerosOut)
+{
+    auto call = std::async(std::launch::async, [&] {
+        std::string buffer("ab\0\0\0\0\0\0", 8);
+        return Ioctl(fd_, kEcho, buffer);
+    });
+    const UniqueFd connection = owner_.Accept();
+    std::string payload;
+    const MessageHeader request = ReceiveRequest(connection, &payload);
+    MessageHeader answer = AnswerTo(request, 8);
+    answer.size = 8;
+    answer.zeros = 0;
+    SendRaw(connection, MessageOf(answer, "response"));
+
+    EXPECT_EQ(call.get(), (CallResult{8, 0}));
+    EXPECT_EQ(payload, "ab");
+    EXPECT_EQ(request.size, 2U);
+    EXPECT_EQ(request.zeros, 6U);
+}
+
 TEST_F(HostileOwner, AnswersToAnotherRequestAreRefused)
 {
     ExpectGarbled(MessageOf(RightAnswer(2), "response"));

@@ -92,6 +92,20 @@ TEST(SlotSet, EndsAtItsLimit)
     EXPECT_FALSE(slots.TakeLowest().has_value());
 }
 
+TEST(Message, IsSentUpToItsLastByteThatIsNotZero)
+{
+    for (const size_t size : {0U, 1U, 7U, 8U, 9U, 63U, 64U, 65U, 511U, 512U, 513U, 1100U}) {
+        std::vector<std::byte> payload(size);
+        EXPECT_EQ(SizeWithoutZeros(payload), 0U);
+        for (size_t at = 0; at < size; ++at) {
+            payload.assign(size, std::byte{0});
+            payload[0] = std::byte{1};
+            payload[at] = std::byte{0x80};
+            ASSERT_EQ(SizeWithoutZeros(payload), at + 1) << "of " << size;
+        }
+    }
+}
+
 TEST(Message, IsWholeOnlyWithExactlyItsPayload)
 {
     std::byte bytes[sizeof(MessageHeader) + 8] = {};
