@@ -146,6 +146,22 @@ TEST_F(ReloadTest, AppliesTheDifferenceAndNoMore)
     EXPECT_THAT(Names(), ElementsAre("added", "manual", "same", "other", "policy"));
 }
 
+TEST_F(ReloadTest, HasApplicationsFollowTheStateThatTheirFileNamesNow)
+{
+    Begin(Entry("a", Doing("stay")) + Entry("b", Doing("stay") + ", states: [UPGRADE]") +
+          Entry("c", Doing("stay")));
+    SetState(ProcMgr::WORKING);
+    StopOne("c");
+
+    Write(Entry("a", Doing("stay") + ", states: [UPGRADE]") + Entry("b", Doing("stay")) +
+          Entry("c", Doing("stay") + ", states: [WORKING, UPGRADE]"));
+    EXPECT_EQ(Manager().UpdateCfg(), kOk);
+
+    EXPECT_TRUE(AwaitRunning("b"));
+    EXPECT_TRUE(Eventually([] { return PidOf("a") == 0; }));
+    EXPECT_EQ(PidOf("c"), 0);
+}
+
 TEST_F(ReloadTest, ChangesNothingWithABadFile)
 {
     Begin(Entry("camera", Doing("stay")));

@@ -109,7 +109,7 @@ void Guardian::Dismiss()
 bool AwaitFormerGuardian(const std::string& lockFile)
 {
     const UniqueFd lock(open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + 2 * kPatience;
     while (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
         if (std::chrono::steady_clock::now() > end) {
             return false;

@@ -3,7 +3,6 @@
 #include <ownerlink/server.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <exception>
 #include <utility>
@@ -56,74 +55,76 @@ Service::Service(EventLoop& loop, Supervisor& supervisor, std::function<bool()> 
 {
 }
 
+// The cancel comes first: from the first state on it may be needed.
 bool Service::Publish(const std::string& resource)
 {
+    return PublishStates(resource) && PublishApplications(resource) && PublishCommands(resource);
+}
+
+bool Service::PublishStates(const std::string& resource)
+{
     OwnerlinkServer& server = OwnerlinkServer::GetInstance();
-    const std::array<int, 9> failures = {
-        server.RegSsCancelSuspendPreCallBackImpl(
-            [this](int, int timeOut) {
-                return Guarded("cancel", [&] { return CancelSuspend(timeOut); });
-            },
-            resource),
-        server.RegSetSystemStateTimeoutCallBackImpl(
-            [this](int state, int timeOut) {
-                return Guarded("state", [&] { return EnterState(state, timeOut); });
-            },
-            resource),
-        server.RegSsChangeAppTimeoutCallBackImpl(
-            [this](Lists terminate, Lists start, Lists restart, std::vector<AppChangeInfo>& results,
-                   int timeOut) {
-                return Guarded("change",
-                               [&] { return Change(terminate, start, restart, results, timeOut); });
-            },
-            resource),
-        server.RegSsQueryAppStateCallBackImpl(
-            [this](const std::vector<std::string>& names, std::vector<AppStatus>& answers,
-                   int timeOut, int) {
-                return Guarded("query", [&] { return Query(names, answers, timeOut); });
-            },
-            resource),
-        server.RegQueryAppListCallBackImpl(
-            [this](std::vector<std::string>& names) {
-                return Guarded("list", [&] { return List(names); });
-            },
-            resource),
-        server.RegSsVerifyAppCallBackImpl(
-            [this](const ChangeRecord& record) {
-                return Guarded("verify", [&] { return Verify(record); });
-            },
-            resource),
-        server.RegReloadCallBackImpl(
-            [this] {
-                return Guarded("reload", [&] {
-                    return AskVerdict(-1, [this](TimePoint, const Supervisor::Verdict& done) {
-                        done(reload_());
-                    });
-                });
-            },
-            resource),
-        server.RegDumpCallBackImpl(
-            [this] {
-                return Guarded("dump", [&] {
-                    return AskVerdict(-1, [this](TimePoint, const Supervisor::Verdict& done) {
-                        supervisor_.Dump();
-                        done(true);
-                    });
-                });
-            },
-            resource),
-        server.RegStopAllAppCallBackImpl(
-            [this] {
-                return Guarded("stop all", [&] {
-                    return AskVerdict(-1,
-                                      [this](TimePoint deadline, const Supervisor::Verdict& done) {
-                                          supervisor_.StopAll(deadline, done);
-                                      });
-                });
-            },
-            resource),
+    const int cancelFailed = server.RegSsCancelSuspendPreCallBackImpl(
+        [this](int, int timeOut) {
+            return Guarded("cancel", [&] { return CancelSuspend(timeOut); });
+        },
+        resource);
+    const int stateFailed = server.RegSetSystemStateTimeoutCallBackImpl(
+        [this](int state, int timeOut) {
+            return Guarded("state", [&] { return EnterState(state, timeOut); });
+        },
+        resource);
+    return cancelFailed == 0 && stateFailed == 0;
+}
+
+bool Service::PublishApplications(const std::string& resource)
+{
+    OwnerlinkServer& server = OwnerlinkServer::GetInstance();
+    const int changeFailed = server.RegSsChangeAppTimeoutCallBackImpl(
+        [this](Lists terminate, Lists start, Lists restart, std::vector<AppChangeInfo>& results,
+               int timeOut) {
+            return Guarded("change",
+                           [&] { return Change(terminate, start, restart, results, timeOut); });
+        },
+        resource);
+    const int queryFailed = server.RegSsQueryAppStateCallBackImpl(
+        [this](const std::vector<std::string>& names, std::vector<AppStatus>& answers, int timeOut,
+               int) { return Guarded("query", [&] { return Query(names, answers, timeOut); }); },
+        resource);
+    const int listFailed = server.RegQueryAppListCallBackImpl(
+        [this](std::vector<std::string>& names) {
+            return Guarded("list", [&] { return List(names); });
+        },
+        resource);
+    const int verifyFailed = server.RegSsVerifyAppCallBackImpl(
+        [this](const ChangeRecord& record) {
+            return Guarded("verify", [&] { return Verify(record); });
+        },
+        resource);
+    return changeFailed == 0 && queryFailed == 0 && listFailed == 0 && verifyFailed == 0;
+}
+
+bool Service::PublishCommands(const std::string& resource)
+{
+    OwnerlinkServer& server = OwnerlinkServer::GetInstance();
+    const auto command = [this](const char* what, const Command& run) {
+        return [this, what, run] {
+            return Guarded(what, [&] { return AskVerdict(-1, run); });
+        };
     };
-    return std::all_of(failures.begin(), failures.end(), [](int failure) { return failure == 0; });
+    const Command reload = [this](TimePoint, const Supervisor::Verdict& done) {
+        done(reload_());
+    };
+    const Command dump = [this](TimePoint, const Supervisor::Verdict& done) {
+        supervisor_.Dump();
+        done(true);
+    };
+    const Command stopAll = [this](TimePoint deadline, const Supervisor::Verdict& done) {
+        supervisor_.StopAll(deadline, done);
+    };
+    return server.RegReloadCallBackImpl(command("reload", reload), resource) == 0 &&
+           server.RegDumpCallBackImpl(command("dump", dump), resource) == 0 &&
+           server.RegStopAllAppCallBackImpl(command("stop all", stopAll), resource) == 0;
 }
 
 // The manager stops waiting when its time-out has passed: the answer leaves a little before.
@@ -135,8 +136,7 @@ Service::Deadline Service::DeadlineIn(int timeOut) const
     return {answer, answer + std::chrono::seconds(1)};
 }
 
-bool Service::AskVerdict(int timeOut,
-                         const std::function<void(TimePoint, const Supervisor::Verdict&)>& ask)
+bool Service::AskVerdict(int timeOut, const Command& ask)
 {
     const Deadline deadline = DeadlineIn(timeOut);
     return AskLoop<bool>(loop_, deadline.giveUp,

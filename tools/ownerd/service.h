@@ -25,6 +25,12 @@ public:
 
 private:
     using Lists = const std::vector<AppInfoForServer>&;
+    // What the loop does for a request whose answer is a verdict, due by a deadline.
+    using Command = std::function<void(TimePoint deadline, const Supervisor::Verdict& done)>;
+
+    bool PublishStates(const std::string& resource);
+    bool PublishApplications(const std::string& resource);
+    bool PublishCommands(const std::string& resource);
 
     struct Deadline {
         TimePoint answer;  // of the loop
@@ -39,8 +45,7 @@ private:
     bool Query(const std::vector<std::string>& names, std::vector<AppStatus>& answers, int timeOut);
     bool List(std::vector<std::string>& names);
     bool Verify(const ChangeRecord& record);
-    bool AskVerdict(int timeOut,
-                    const std::function<void(TimePoint, const Supervisor::Verdict&)>& ask);
+    bool AskVerdict(int timeOut, const Command& ask);
 
     EventLoop& loop_;
     Supervisor& supervisor_;

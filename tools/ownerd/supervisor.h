@@ -80,7 +80,11 @@ private:
     void Sweep();
     bool EndProcesses(const std::string& name, const ProcessesByApplication& processes);
     void EndLeftovers();
+    bool KillLeftovers(std::set<pid_t>& told);
     void ForgetRemoved();
+    std::unique_ptr<Application> MakeNew(const ApplicationConfig& config);
+    std::unique_ptr<Application> Reconfigured(std::unique_ptr<Application> application,
+                                              const ApplicationConfig& config);
     void DropFromConfiguration(const Configuration& configuration);
 
     EventLoop& loop_;

@@ -11,6 +11,7 @@ namespace ownerd {
 namespace {
 
 constexpr std::chrono::seconds kLeftoversPatience{5};
+constexpr Milliseconds kBetweenLooks{10};
 
 void Ignore(AppChangeState)
 {
@@ -44,24 +45,31 @@ void Supervisor::TakeUp(const std::string& marker, const RememberedState& rememb
 void Supervisor::EndLeftovers()
 {
     const TimePoint end = Clock::now() + kLeftoversPatience;
-    for (bool isAny = true; isAny && Clock::now() < end;) {
-        isAny = false;
-        for (const auto& [name, pids] : FindProcesses(marker_, {})) {
-            const Application* const application = Find(name);
-            if (application != nullptr && application->Pid() != 0) {
-                continue;
-            }
-            for (const pid_t pid : pids) {
+    std::set<pid_t> told;
+    while (Clock::now() < end && KillLeftovers(told)) {
+        std::this_thread::sleep_for(kBetweenLooks);
+    }
+}
+
+// False if there are none.
+bool Supervisor::KillLeftovers(std::set<pid_t>& told)
+{
+    bool isAny = false;
+    for (const auto& [name, pids] : FindProcesses(marker_, {})) {
+        const Application* const application = Find(name);
+        if (application != nullptr && application->Pid() != 0) {
+            continue;
+        }
+        for (const pid_t pid : pids) {
+            isAny = true;
+            kill(pid, SIGKILL);
+            if (told.insert(pid).second) {
                 LogWarning(name + ": ending pid " + std::to_string(pid) +
                            ", left by the owner's former life");
-                kill(pid, SIGKILL);
-                isAny = true;
             }
         }
-        if (isAny) {
-            std::this_thread::sleep_for(Milliseconds(10));
-        }
     }
+    return isAny;
 }
 
 RememberedState Supervisor::Remembered() const
@@ -83,19 +91,31 @@ void Supervisor::Reconfigure(const Configuration& configuration)
             std::find_if(applications_.begin(), applications_.end(), [&](const auto& application) {
                 return application && application->Name() == config.name;
             });
-        if (known == applications_.end()) {
-            next.push_back(std::make_unique<Application>(config, *this));
-            LogInfo(config.name + ": new");
-            if (next.back()->IsMeantFor(state_.Lasting()) && config.start == StartMode::Auto) {
-                next.back()->Start(Ignore);
-            }
-            continue;
-        }
-        (*known)->Reconfigure(config);
-        next.push_back(std::move(*known));
+        next.push_back(known == applications_.end() ? MakeNew(config)
+                                                    : Reconfigured(std::move(*known), config));
     }
     applications_ = std::move(next);
     Changed();
+}
+
+std::unique_ptr<Application> Supervisor::MakeNew(const ApplicationConfig& config)
+{
+    auto application = std::make_unique<Application>(config, *this);
+    LogInfo(config.name + ": new");
+    state_.Refit(*application);
+    return application;
+}
+
+std::unique_ptr<Application> Supervisor::Reconfigured(std::unique_ptr<Application> application,
+                                                      const ApplicationConfig& config)
+{
+    const bool isMeantElsewhen = application->Config().states != config.states ||
+                                 application->Config().start != config.start;
+    application->Reconfigure(config);
+    if (isMeantElsewhen) {
+        state_.Refit(*application);
+    }
+    return application;
 }
 
 void Supervisor::DropFromConfiguration(const Configuration& configuration)

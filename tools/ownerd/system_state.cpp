@@ -137,6 +137,15 @@ void SystemState::EnterLasting(int state, Gathering& gathering)
     }
 }
 
+void SystemState::Refit(Application& application)
+{
+    if (lasting_ != kUnknown) {
+        const auto nobodyWaits =
+            std::make_shared<Gathering>(supervisor_.Loop(), Gathering::Finished());
+        Fit(application, lasting_, lasting_, *nobodyWaits);
+    }
+}
+
 void SystemState::Fit(Application& application, int state, int before, Gathering& gathering)
 {
     const bool isRunning = application.IsUp() || application.Pid() != 0;

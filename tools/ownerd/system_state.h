@@ -30,6 +30,9 @@ public:
     // is about to come.
     void CancelSuspend(TimePoint deadline, const Verdict& verdict);
 
+    // Has an application follow the present state, whose file says something else now.
+    void Refit(Application& application);
+
     // The state by which applications run: that before SUSPEND_PRE while a suspend is near.
     int Lasting() const { return lasting_; }
     bool IsSuspendNear() const { return isSuspendNear_; }
