@@ -116,11 +116,18 @@ bool OwnerlinkClientImpl::IsSingleDomain() const
 
 bool OwnerlinkClientImpl::LoadSecvfsCfg()
 {
-    const MutexLock lock(secvfsMutex_);
-    if (secvfsLoaded_) {
-        CLIENT_LOG(kWarning, "Secvfs has been read before !!!");
-        return true;
+    if (!secvfsLoaded_) {
+        const MutexLock lock(secvfsMutex_);
+        if (!secvfsLoaded_) {
+            return ReadOwnerTable();
+        }
     }
+    CLIENT_LOG(kWarning, "Secvfs has been read before !!!");
+    return true;
+}
+
+bool OwnerlinkClientImpl::ReadOwnerTable()
+{
     CLIENT_LOG(kWarning, "read secvfs firstly !!!");
     if (access(kConfigPath.c_str(), F_OK) != 0) {
         CLIENT_LOG(kFailure, "file=%s doesn't exist", kConfigPath.c_str());
@@ -164,6 +171,13 @@ const OwnerlinkClientImpl::OwnerTable& OwnerlinkClientImpl::LoadedTable() const
 
 std::string OwnerlinkClientImpl::GetResFileName(SsOperSysType os, GroupOwner owner)
 {
+    return FindResFileName(os, owner);
+}
+
+// The table's own, which stays; empty for an owner that it lacks.
+const std::string& OwnerlinkClientImpl::FindResFileName(SsOperSysType os, GroupOwner owner)
+{
+    static const std::string none;
     LoadSecvfsCfg();
     const OwnerTable& table = LoadedTable();
     const auto found = table.find({os, owner});
@@ -174,7 +188,7 @@ std::string OwnerlinkClientImpl::GetResFileName(SsOperSysType os, GroupOwner own
                "GetResFileName failed, cannot find secVfs, (DP-0,SD)=%u, GroupOwner=%u(%s)",
                static_cast<unsigned>(os), static_cast<unsigned>(owner),
                ProcMgr::GetGroupOwner(owner).c_str());
-    return "";
+    return none;
 }
 
 void OwnerlinkClientImpl::SetTimedOut(int ms)

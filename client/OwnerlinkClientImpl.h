@@ -115,6 +115,8 @@ private:
     using QuerySenders = std::map<std::string, QueryAppStateThreadInfo>;
 
     const OwnerTable& LoadedTable() const;
+    bool ReadOwnerTable() REQUIRES(secvfsMutex_);
+    const std::string& FindResFileName(SsOperSysType os, GroupOwner owner);
     void FillOwnerTable(const ProcMgr::KvsTypeYaml& root);
     bool TakeTimeOut(int timeOut);
 
@@ -176,6 +178,7 @@ private:
 
     // The watch on the owners.
     void AddToVerifyRecord(const ChangeSenders& infos) EXCLUDES(verifyMutex_);
+    void RecordChanges(const ChangeAppThreadInfo& share) REQUIRES(verifyMutex_);
     void InitConnectionToOwner();
     void SsCheckAndReconnet();
     void CheckOwner(int fd);

@@ -93,7 +93,7 @@ int OwnerlinkClientImpl::SplitInputMsg(const std::vector<AppInfo>& appList, Chan
             app.optionType, GetOptionType(app.optionType).c_str(),
             static_cast<unsigned>(app.groupOwner), GetGroupOwner(app.groupOwner).c_str(),
             JoinArgs(app.args).c_str());
-        const std::string resFileName = GetResFileName(app.os, app.groupOwner);
+        const std::string& resFileName = FindResFileName(app.os, app.groupOwner);
         if (resFileName.empty()) {
             CLIENT_LOG(kFailure, "Yaml has no config. os=%u,groupOwner=%u(%s)",
                        static_cast<unsigned>(app.os), static_cast<unsigned>(app.groupOwner),
@@ -139,7 +139,8 @@ void OwnerlinkClientImpl::ChangeAppSendMessageHandler(const std::string& resFile
 {
     prctl(PR_SET_NAME, "CHANGE_APP");
     for (const AppInfo& app : appList) {
-        states.emplace(app.appName, INIT);  // what no answer reaches keeps this
+        // What no answer reaches keeps this. Lists come mostly in the order of their names.
+        states.try_emplace(states.end(), app.appName, INIT);
     }
     CLIENT_LOG(kProgress, "ChangeAppState fileName=%s,appList=%s", resFileName.c_str(),
                JoinNames(appList).c_str());

@@ -12,6 +12,7 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
+#include "foundation/ordered_walk.h"
 #include "foundation/plain_field.h"
 
 namespace Ownerlink {
@@ -55,16 +56,26 @@ void OwnerlinkClientImpl::AddToVerifyRecord(const ChangeSenders& infos)
         reconnectThreadStarted_ = true;
     }
     for (const auto& [resFileName, info] : infos) {
-        for (const AppInfo& app : info.appList) {
-            const auto state = info.states.find(app.appName);
-            if (state == info.states.end() || state->second != SUCCESS) {
-                continue;
-            }
-            verifyRecord_[{app.os, app.groupOwner}][app.appName] = app.optionType;
-            CLIENT_MILESTONE("Ss verify with server, add to record. name=%s type=%u(%s)",
-                             app.appName.c_str(), app.optionType,
-                             ProcMgr::GetOptionType(app.optionType).c_str());
+        RecordChanges(info);
+    }
+}
+
+void OwnerlinkClientImpl::RecordChanges(const ChangeAppThreadInfo& share)
+{
+    using Names = std::map<std::string, unsigned int>;
+    std::map<OwnerDomain, ProcMgr::OrderedWalk<Names>> records;
+    ProcMgr::OrderedWalk states(share.states);
+    for (const AppInfo& app : share.appList) {
+        const auto state = states.Find(app.appName);
+        if (state == share.states.end() || state->second != SUCCESS) {
+            continue;
         }
+        const OwnerDomain domain{app.os, app.groupOwner};
+        const auto record = records.try_emplace(domain, verifyRecord_[domain]).first;
+        record->second.ValueOf(app.appName) = app.optionType;
+        CLIENT_MILESTONE("Ss verify with server, add to record. name=%s type=%u(%s)",
+                         app.appName.c_str(), app.optionType,
+                         ProcMgr::GetOptionType(app.optionType).c_str());
     }
 }
 

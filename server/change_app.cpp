@@ -2,6 +2,8 @@
 
 #include <ownerlink/enum_text.h>
 
+#include <utility>
+
 #include "server/ownerlink_server_impl.h"
 #include "server/server_unit.h"
 
@@ -16,19 +18,21 @@ struct ChangeLists {
 
 // Keeps the request's order within each list. Any other option type is dropped in silence, and an
 // application to be terminated loses its dynamic parameters.
-ChangeLists Sort(const std::vector<AppInfo>& appList)
+ChangeLists Sort(std::vector<AppInfo> appList)
 {
     ChangeLists lists;
-    for (const AppInfo& app : appList) {
+    for (AppInfo& app : appList) {
         switch (app.optionType) {
             case START:
-                lists.start.emplace_back(app.appName, app.args, app.dynamicPara);
+                lists.start.emplace_back(std::move(app.appName), std::move(app.args),
+                                         std::move(app.dynamicPara));
                 break;
             case TERM:
-                lists.terminate.emplace_back(app.appName, app.args);
+                lists.terminate.emplace_back(std::move(app.appName), std::move(app.args));
                 break;
             case RESTART:
-                lists.restart.emplace_back(app.appName, app.args, app.dynamicPara);
+                lists.restart.emplace_back(std::move(app.appName), std::move(app.args),
+                                           std::move(app.dynamicPara));
                 break;
             default:
                 break;
@@ -54,17 +58,17 @@ void OwnerlinkServerImpl::ChangeApp(const OwnerlinkRequestMsg* request,
                    appList.size());
     }
     std::vector<AppChangeInfo> results;
-    const bool verdict = CallChangeApp(appList, results, request->timeout);
+    const bool verdict = CallChangeApp(std::move(appList), results, request->timeout);
     if (!SS::PackChangeAppInfoResponse(verdict, results, response)) {
         SERVER_LOG(GRP_LOG_ERROR, "PackChangeAppInfoResponse failed, ret=%u",
                    static_cast<unsigned>(verdict));
     }
 }
 
-bool OwnerlinkServerImpl::CallChangeApp(const std::vector<AppInfo>& appList,
+bool OwnerlinkServerImpl::CallChangeApp(std::vector<AppInfo> appList,
                                         std::vector<AppChangeInfo>& results, int timeOut)
 {
-    const ChangeLists lists = Sort(appList);
+    const ChangeLists lists = Sort(std::move(appList));
     if (const auto callback = Copy(changeAppTimeoutCb_)) {
         const bool verdict =
             callback(lists.terminate, lists.start, lists.restart, results, timeOut);

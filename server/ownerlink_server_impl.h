@@ -95,7 +95,7 @@ private:
                   OwnerlinkResponseMsg& response);
 
     void ChangeApp(const OwnerlinkRequestMsg* request, OwnerlinkResponseMsg& response);
-    bool CallChangeApp(const std::vector<AppInfo>& appList, std::vector<AppChangeInfo>& results,
+    bool CallChangeApp(std::vector<AppInfo> appList, std::vector<AppChangeInfo>& results,
                        int timeOut);
     void SetSystemStateHandle(const OwnerlinkRequestMsg* request, OwnerlinkResponseMsg& response);
     void CancelSuspendStateHandle(const OwnerlinkRequestMsg* request,

@@ -5,6 +5,7 @@
 
 #include <sstream>
 
+#include "foundation/ordered_walk.h"
 #include "foundation/text_reader.h"
 #include "foundation/text_writer.h"
 #include "platform/securec.h"
@@ -23,7 +24,6 @@ using ProcMgr::kFailure;
 using ProcMgr::kItemsCapacity;
 using ProcMgr::kMostApps;
 using ProcMgr::ReadNumber;
-using ProcMgr::ReadText;
 
 namespace {
 
@@ -51,6 +51,7 @@ bool PackChangeAppInfoRequest(const std::vector<AppInfo>& appInfo,
                               std::vector<std::pair<unsigned int, std::string>>& packedRequest)
 {
     ProcMgr::TextWriter writer;
+    packedRequest.reserve(packedRequest.size() + appInfo.size());
     for (const AppInfo& app : appInfo) {
         writer.Clear();
         writer << app.appName << '#' << app.optionType << '#'
@@ -98,10 +99,13 @@ bool UnPackChangeAppInfoResponseMsg(const ProcMgr::OwnerlinkResponseMsg& resp, b
                    pieces, kMostApps);
         return false;
     }
+    ProcMgr::OrderedWalk states(appState);
+    std::string name;
     for (uint32_t piece = 1; piece < pieces; ++piece) {  // the verdict is the first piece
-        const std::string name = ReadText(reader);
+        ProcMgr::ReadTextInto(reader, name);
         const auto state = ReadNumber<uint32_t>(reader);
-        appState[name] = state > START_FAILED_BY_EIO ? INIT : static_cast<AppChangeState>(state);
+        states.ValueOf(name) =
+            state > START_FAILED_BY_EIO ? INIT : static_cast<AppChangeState>(state);
     }
     return true;
 }
@@ -155,25 +159,25 @@ bool ReadApp(TextReader& reader, AppInfo& app)
     return ReadParameters(reader, app);
 }
 
-// The verdict and one piece for each application. False if one is too long for any record.
-bool MakePieces(bool result, const std::vector<AppChangeInfo>& appChangeInfo,
-                std::vector<std::pair<int, std::string>>& pieces)
+// How many pieces there are, then the verdict, then one piece for each application. False if one is
+// too long for any record.
+bool WriteResponse(bool result, const std::vector<AppChangeInfo>& appChangeInfo, TextWriter& writer)
 {
-    pieces.emplace_back(2, result ? "1#" : "0#");
+    writer << appChangeInfo.size() + 1 << '#' << static_cast<uint32_t>(result) << '#';
     for (const AppChangeInfo& app : appChangeInfo) {
-        const std::string piece =
-            app.appName + "#" + std::to_string(static_cast<uint32_t>(app.state)) + "#";
-        if (piece.size() > kItemsCapacity) {
+        const size_t start = writer.Text().size();
+        writer << app.appName << '#' << static_cast<uint32_t>(app.state) << '#';
+        const size_t size = writer.Text().size() - start;
+        if (size > kItemsCapacity) {
             SERVER_LOG(GRP_LOG_ERROR,
-                       "ChangeAppState owner pack response failed size=%zu beyond %zu!!",
-                       piece.size(), kDataCapacity);
+                       "ChangeAppState owner pack response failed size=%zu beyond %zu!!", size,
+                       kDataCapacity);
             return false;
         }
-        pieces.emplace_back(static_cast<int>(piece.size()), piece);
         SERVER_LOG(
             GRP_LOG_INFO,
             "ChangeAppState owner pack response app#(SU-0,TERM_F,START_F,RESTART_F,INIT)#: %s",
-            piece.c_str());
+            writer.Text().c_str() + start);
     }
     return true;
 }
@@ -212,14 +216,11 @@ bool UnPackDynamicPara(std::istringstream& stream, AppInfo& appInfo)
 bool PackChangeAppInfoResponse(bool result, const std::vector<AppChangeInfo>& appChangeInfo,
                                OwnerlinkResponseMsg& resp)
 {
-    std::vector<std::pair<int, std::string>> pieces;
-    if (!MakePieces(result, appChangeInfo, pieces)) {
+    TextWriter writer;
+    if (!WriteResponse(result, appChangeInfo, writer)) {
         return false;
     }
-    std::string text = std::to_string(pieces.size()) + "#";
-    for (const auto& [length, piece] : pieces) {
-        text += piece;
-    }
+    const std::string& text = writer.Text();
     resp.size = text.size();
     if (memcpy_s(resp.data, kDataCapacity, text.data(), text.size()) != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "memcpy_s failed, copy respStr=%s respStrSize=%lu failed",

@@ -24,7 +24,9 @@ bool ProcMgrCombinePiecesMsg(std::vector<std::pair<unsigned int, std::string>>& 
         CLIENT_LOG(kFailure, "ProcMgrCombinePiecesMsg failed: packedRequest is empty!!");
         return false;
     }
-    std::sort(packedRequest.begin(), packedRequest.end());
+    if (!std::is_sorted(packedRequest.begin(), packedRequest.end())) {
+        std::sort(packedRequest.begin(), packedRequest.end());
+    }
     std::vector<unsigned int> windows;
     CalculateWindows(packedRequest, windows);
     msgs.reserve(msgs.size() + windows.size());

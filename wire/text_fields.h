@@ -29,6 +29,15 @@ std::string ReadText(Source& source)
     return text;
 }
 
+// The same into a string that has been read into before, and keeps its room. Empty where there is
+// nothing left to read, as a new one would be.
+template <typename Source>
+void ReadTextInto(Source& source, std::string& text)
+{
+    text.clear();
+    getline(source, text, '#');
+}
+
 }  // namespace ProcMgr
 
 #endif
