@@ -2,6 +2,7 @@
 #ifndef OWNERLINK_FOUNDATION_ORDERED_WALK_H
 #define OWNERLINK_FOUNDATION_ORDERED_WALK_H
 
+#include <iterator>
 #include <utility>
 
 namespace ProcMgr {
