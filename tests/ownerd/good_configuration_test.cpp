@@ -123,7 +123,7 @@ TEST(GoodConfiguration, OrdersApplicationsBehindThoseTheyStartAfter)
     for (const ApplicationConfig& application : result.configuration.applications) {
         names.push_back(application.name);
     }
-    EXPECT_THAT(names, ElementsAre("a", "b", "c", "d"));
+    EXPECT_THAT(names, ElementsAre("d", "a", "b", "c"));
 }
 
 TEST(GoodConfiguration, WarnsOfAProgramThatIsNotThere)

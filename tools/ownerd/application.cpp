@@ -27,7 +27,7 @@ Application::~Application() = default;
 
 bool Application::IsMeantFor(int state) const
 {
-    return state >= 0 && config_.states.count(static_cast<uint32_t>(state)) != 0;
+    return state >= 0 && config_.states.contains(static_cast<uint32_t>(state));
 }
 
 bool Application::IsUp() const

@@ -38,8 +38,8 @@ void AddParameters(const Parameters& parameters, Variables& variables)
 {
     for (const auto& [index, values] : parameters) {
         const std::string number = std::to_string(index);
-        const std::string name =
-            "OWNERLINK_PARA_" + (index < 0 ? 'N' + number.substr(1) : number) + '_';
+        std::string name = "OWNERLINK_PARA_";
+        name.append(index < 0 ? 'N' + number.substr(1) : number).append("_");
         variables[name + "COUNT"] = std::to_string(values.size());
         for (size_t i = 0; i < values.size(); ++i) {
             variables[name + std::to_string(i)] = values[i];

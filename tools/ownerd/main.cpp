@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 
 #include "tools/ownerd/configuration.h"
@@ -11,6 +12,7 @@
 
 namespace {
 
+constexpr int kNoOwner = 1;
 constexpr int kUnusableFile = 1;
 constexpr int kWrongUsage = 2;
 
@@ -51,9 +53,7 @@ int Serve(const std::string& file)
     return owner->Run();
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int Run(int argc, char** argv)
 {
     CLI::App command("Owns the applications that FILE describes, as a group owner of the system.");
     std::string file;
@@ -69,4 +69,16 @@ int main(int argc, char** argv)
     // A program that reloads may not depend on where it was started.
     const std::string path = std::filesystem::absolute(file).lexically_normal().string();
     return isCheck ? Check(file) : Serve(path);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ownerlink-ownerd: %s\n", error.what());
+        return kNoOwner;
+    }
 }

@@ -216,7 +216,7 @@ void Owner::SaveIfChanged()
     cannotSave_ = !isSaved;
 }
 
-void Owner::Report(uint32_t state, const std::string& why)
+void Owner::Report(uint32_t state, const std::string& why) const
 {
     if (configuration_.eventResource.empty()) {
         LogWarning(why + ": no event-resource is configured, nothing to report");

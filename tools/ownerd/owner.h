@@ -31,7 +31,7 @@ private:
     void OnSignal(int signal);
     void BeginEnd();
     void SaveIfChanged();
-    void Report(uint32_t state, const std::string& why);
+    void Report(uint32_t state, const std::string& why) const;
 
     std::string file_;
     Configuration configuration_;

@@ -2,90 +2,86 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 namespace ownerd {
 namespace {
 
-// Walks each application's predecessors before itself; the path so far shows a cycle.
-class Walk {
-public:
-    Walk(const std::vector<ApplicationConfig>& applications, Findings& findings)
-        : findings_(findings)
-    {
-        for (const ApplicationConfig& application : applications) {
-            byName_.emplace(application.name, &application);
-        }
-    }
+using ByName = std::map<std::string, const ApplicationConfig*>;
 
-    void Visit(const ApplicationConfig& application)
-    {
-        if (std::find(done_.begin(), done_.end(), &application) != done_.end()) {
-            return;
-        }
-        const auto before = std::find(path_.begin(), path_.end(), &application);
-        if (before != path_.end()) {
-            ReportCycle(before);
-            return;
-        }
-        path_.push_back(&application);
+std::string KeyOf(const std::string& application)
+{
+    return "applications." + application + ".after";
+}
+
+// False if a name is none of the file's.
+bool AreNamesKnown(const std::vector<ApplicationConfig>& applications, const ByName& byName,
+                   Findings& findings)
+{
+    bool areKnown = true;
+    for (const ApplicationConfig& application : applications) {
         for (const std::string& name : application.after) {
-            VisitNamed(application, name);
+            if (!byName.contains(name)) {
+                areKnown = false;
+                findings.Expected(KeyOf(application.name), "names of applications of this file",
+                                  '"' + name + '"');
+            }
         }
-        path_.pop_back();
-        done_.push_back(&application);
     }
+    return areKnown;
+}
 
-    const std::vector<const ApplicationConfig*>& Order() const { return done_; }
+bool CanBePlaced(const ApplicationConfig& application, const std::set<std::string>& placed)
+{
+    return std::all_of(application.after.begin(), application.after.end(),
+                       [&](const std::string& name) { return placed.contains(name); });
+}
 
-private:
-    using Path = std::vector<const ApplicationConfig*>;
-
-    void VisitNamed(const ApplicationConfig& application, const std::string& name)
-    {
-        const auto found = byName_.find(name);
-        if (found == byName_.end()) {
-            findings_.Expected(KeyOf(application), "names of applications of this file",
-                               '"' + name + '"');
-            return;
-        }
-        Visit(*found->second);
+// Each of those that are left waits for another of them: following one leads into a cycle.
+void ReportCycle(const std::vector<ApplicationConfig>& left, const std::set<std::string>& placed,
+                 const ByName& byName, Findings& findings)
+{
+    std::vector<std::string> path;
+    std::string at = left.front().name;
+    while (std::find(path.begin(), path.end(), at) == path.end()) {
+        path.push_back(at);
+        const std::vector<std::string>& after = byName.at(at)->after;
+        at = *std::find_if(after.begin(), after.end(),
+                           [&](const std::string& name) { return !placed.contains(name); });
     }
-
-    void ReportCycle(Path::iterator from)
-    {
-        std::string cycle;
-        for (auto at = from; at != path_.end(); ++at) {
-            cycle += (*at)->name + " after ";
-        }
-        findings_.Add(KeyOf(**from), "expected no cycle: " + cycle + (*from)->name);
+    std::string cycle;
+    for (auto name = std::find(path.begin(), path.end(), at); name != path.end(); ++name) {
+        cycle.append(*name).append(" after ");
     }
-
-    static std::string KeyOf(const ApplicationConfig& application)
-    {
-        return "applications." + application.name + ".after";
-    }
-
-    Findings& findings_;
-    std::map<std::string, const ApplicationConfig*> byName_;
-    Path path_;
-    Path done_;
-};
+    findings.Add(KeyOf(at), "expected no cycle: " + cycle + at);
+}
 
 }  // namespace
 
 void OrderByStart(std::vector<ApplicationConfig>& applications, Findings& findings)
 {
-    Walk walk(applications, findings);
+    ByName byName;
     for (const ApplicationConfig& application : applications) {
-        walk.Visit(application);
+        byName.emplace(application.name, &application);
     }
-    if (!findings.Lines().empty()) {
+    if (!AreNamesKnown(applications, byName, findings)) {
         return;
     }
+    std::vector<ApplicationConfig> left = applications;
     std::vector<ApplicationConfig> ordered;
-    for (const ApplicationConfig* application : walk.Order()) {
-        ordered.push_back(*application);
+    std::set<std::string> placed;
+    while (!left.empty()) {
+        const auto next = std::find_if(
+            left.begin(), left.end(),
+            [&](const ApplicationConfig& application) { return CanBePlaced(application, placed); });
+        if (next == left.end()) {
+            ReportCycle(left, placed, byName, findings);
+            return;
+        }
+        placed.insert(next->name);
+        ordered.push_back(std::move(*next));
+        left.erase(next);
     }
     applications = std::move(ordered);
 }

@@ -9,7 +9,8 @@
 
 namespace ownerd {
 
-// Sorts them, and otherwise keeps their order. Unknown names and cycles are reported and leave it.
+// Each next one is the first of the file that can be. Unknown names and cycles are reported and
+// leave the order as it is.
 void OrderByStart(std::vector<ApplicationConfig>& applications, Findings& findings);
 
 }  // namespace ownerd
