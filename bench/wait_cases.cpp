@@ -100,6 +100,8 @@ struct Waits {
     {
         for (int i = 0; i < kWarmUps; ++i) {
             world.ExchangeOnThreads({1, 1, 1});
+            std::vector<AppStatus> answers;  // by a sender for each owner, as the cancel is
+            OwnerlinkClient::GetInstance().QueryAppState({"any"}, answers, kTimeOut, 1);
             for (const char* const resource : kResources) {
                 Ask(client, ProcMgr::DUMP_APP, resource);
             }
