@@ -1,6 +1,6 @@
 #!/bin/bash
-# Measures the library beside its floors and prints one table. Installs what is missing (as root),
-# works in a temporary directory, and leaves nothing behind.
+# Measures the library beside its floors and peers, prints one table and draws docs/growth.svg anew.
+# Installs what is missing (as root), works in a temporary directory, and leaves nothing else behind.
 #
 #   ./bench.sh [BUILD_DIRECTORY]     there, instead of in the temporary directory, the build stays
 set -euo pipefail
@@ -20,6 +20,10 @@ cmake -S "$root" --preset release -B "$build" -DBUILD_TESTING=OFF -DOWNERLINK_BU
 }
 
 "$build/bench/ownerlink-bench" owners >"$work/owners.yaml"
-echo "Load before: $(cut -d' ' -f1-3 /proc/loadavg); about two minutes ..." >&2
+echo "Load before: $(cut -d' ' -f1-3 /proc/loadavg); about two and a half minutes, most for calls and events ..." >&2
 "$root/scripts/with-config" "$work/owners.yaml" "$build/bench/ownerlink-bench"
+echo "measuring: growth ..." >&2
+"$root/scripts/with-config" "$work/owners.yaml" "$build/bench/ownerlink-bench" growth >"$work/growth"
+echo
+"$root/bench/plot-growth" "$root/docs/growth.svg" <"$work/growth"
 echo "Load after: $(cut -d' ' -f1-3 /proc/loadavg)" >&2

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 
 namespace bench {
 namespace {
@@ -49,6 +50,27 @@ void ServeOne(int fd)
     close(fd);
 }
 
+int Listen(const std::string& path)
+{
+    const int listener = Socket();
+    const sockaddr_un address = AddressOf(path);
+    if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(listener, 16) != 0) {
+        Throw("bind");
+    }
+    std::cout << "ready" << std::endl;
+    return listener;
+}
+
+int Accept(int listener)
+{
+    const int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd < 0) {
+        Throw("accept");
+    }
+    return fd;
+}
+
 }  // namespace
 
 BareConnection::BareConnection(const std::string& path) : fd_(Socket())
@@ -74,19 +96,17 @@ void BareConnection::Exchange()
 
 void ServeBareConnections(const std::string& path)
 {
-    const int listener = Socket();
-    const sockaddr_un address = AddressOf(path);
-    if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listener, 16) != 0) {
-        Throw("bind");
-    }
-    std::cout << "ready" << std::endl;
+    const int listener = Listen(path);
     while (true) {
-        const int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (fd < 0) {
-            Throw("accept");
-        }
-        ServeOne(fd);
+        ServeOne(Accept(listener));
+    }
+}
+
+void ServeBareThreads(const std::string& path)
+{
+    const int listener = Listen(path);
+    while (true) {
+        std::thread(ServeOne, Accept(listener)).detach();
     }
 }
 

@@ -29,6 +29,9 @@ private:
 // Prints "ready" once `path` takes connections, and never returns but by an exception.
 void ServeBareConnections(const std::string& path);
 
+// The same with a thread for each connection.
+void ServeBareThreads(const std::string& path);
+
 }  // namespace bench
 
 #endif

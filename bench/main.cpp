@@ -6,12 +6,14 @@
 //   ownerlink-bench calls ROUNDS [PART OF A NAME]     some calls and their floors, to profile
 //   ownerlink-bench events ROUNDS [PART OF A SYSTEM'S NAME]       the same for events
 //   ownerlink-bench events-alone    the events alone; prints their part of the table
+//   ownerlink-bench growth          the main calls by size; prints what bench/plot-growth draws
 //
 // What it measures runs in processes of this program that play one role each.
 
 #include <pthread.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <exception>
 #include <functional>
@@ -27,6 +29,7 @@
 #include "bench/event_world.h"
 #include "bench/exchange_peer.h"
 #include "bench/figures_io.h"
+#include "bench/growth.h"
 #include "bench/iceoryx_daemon.h"
 #include "bench/owner_role.h"
 #include "bench/pipe_cases.h"
@@ -122,13 +125,16 @@ void PrintLines(const std::vector<Figure>& figures)
 template <typename Item>
 std::vector<Item> Collect(const Arguments& arguments, Item (*read)(const std::string&))
 {
-    std::cerr << "measuring: " << arguments.front() << " ..." << std::endl;
+    std::cerr << "measuring: " << arguments.front() << " ..." << std::flush;
+    const auto start = std::chrono::steady_clock::now();
     bench::RoleProcess process(arguments);
     std::vector<Item> items;
     for (std::string line; process.ReadLine(line);) {
         items.push_back(read(line));
     }
     process.AwaitSuccess();
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    std::cerr << ' ' << std::lround(taken.count()) << " s" << std::endl;
     return items;
 }
 
@@ -212,6 +218,13 @@ void MeasureRestAlone(int milliseconds)
     PrintLines(bench::MeasureRest(std::chrono::milliseconds(milliseconds)));
 }
 
+void MeasureGrowth()
+{
+    const bench::TemporaryDirectory leftovers;
+    PrepareFor(leftovers);
+    bench::PrintGrowth();
+}
+
 using Roles = std::map<std::string, std::function<void()>>;
 
 Roles RolesWith(const std::string& word, const std::string& filter)
@@ -245,6 +258,10 @@ Roles RolesWith(const std::string& word, const std::string& filter)
          [] {
              MeasureEventsAlone();
          }},
+        {"growth",
+         [] {
+             MeasureGrowth();
+         }},
         {"owner",
          [=] {
              bench::ServeAsOwner(word);
@@ -252,6 +269,10 @@ Roles RolesWith(const std::string& word, const std::string& filter)
         {"bare",
          [=] {
              bench::ServeBareConnections(word);
+         }},
+        {"bare-threads",
+         [=] {
+             bench::ServeBareThreads(word);
          }},
         {"pipe-peer",
          [=] {

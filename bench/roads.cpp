@@ -181,6 +181,7 @@ void CountChangeCodecs()
     Count("codec: pack a change of 100", [&] { Require(!RecordsOf(share).empty(), "packing"); });
     const OwnerlinkRequestMsg record = RecordsOf(share).front();
     std::vector<AppChangeInfo> results;
+    results.reserve(share.size());
     Count("codec: unpack a record of changes", [&] {
         std::vector<AppInfo> applications;
         Require(ProcMgr::SS::UnPackChangeAppInfoRequestMsg(&record, applications), "unpacking");
@@ -226,6 +227,7 @@ void CountRoads()
     setenv("OWNERLINK_LOG", "off", 1);
     setlogmask(LOG_UPTO(LOG_ERR));
     std::vector<std::unique_ptr<RoleProcess>> owners;
+    owners.reserve(kOwners);
     for (const char* resource : kResources) {
         owners.push_back(
             std::make_unique<RoleProcess>(std::vector<std::string>{"owner", resource}));
