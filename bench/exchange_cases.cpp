@@ -103,13 +103,13 @@ void AddExchanges(std::vector<Case>& cases, World& world)
          }});
     const auto client = std::make_shared<Ownerlink::OwnerlinkClientImpl>();
     cases.push_back({"exchange: the client's transport",
-                     {{kKeptExchange, 1.5}, {kFreshExchange, 0.7}},
+                     {{kKeptExchange, 1.2}, {kFreshExchange, 0.5}},
                      kCalls,
                      [client] {
                          CallTransport(*client);
                      }});
     AddPublicExchange(cases);
-    cases.back().floors.push_back({kFreshExchange, 0.7});
+    cases.back().floors.push_back({kFreshExchange, 0.5});
 }
 
 void AddPeerExchanges(std::vector<Case>& cases, World& world)
@@ -123,7 +123,7 @@ void AddPeerExchanges(std::vector<Case>& cases, World& world)
 
 void AddPublicExchange(std::vector<Case>& cases)
 {
-    cases.push_back({"exchange: DumpGrp", {{kKeptExchange, 1.5}}, kCalls, CallPublicInterface});
+    cases.push_back({"exchange: DumpGrp", {{kKeptExchange, 1.2}}, kCalls, CallPublicInterface});
 }
 
 void AddIdleExchanges(std::vector<Case>& cases, World& world)

@@ -15,7 +15,7 @@ namespace {
 constexpr int kTimeOut = 5000;
 constexpr int kEveryOwner = 1;
 constexpr int kCalls = 20;
-constexpr double kChangeAim = 1.5;
+constexpr double kChangeAim = 1.3;
 constexpr double kCodecAim = 0.5;  // never the larger part of a call
 constexpr const char* kLarge = " that fill a record";
 
@@ -118,10 +118,12 @@ void AddQuery(std::vector<Case>& cases, size_t count)
     for (const AppInfo& app : UsualApplications(count)) {
         names.push_back(app.appName);
     }
-    cases.push_back(
-        {"QueryAppState, " + std::to_string(count) + " names", {{kThreeThreads}}, kCalls, [names] {
-             Query(names);
-         }});
+    cases.push_back({"QueryAppState, " + std::to_string(count) + " names",
+                     {{kThreeThreads, 1.25}},
+                     kCalls,
+                     [names] {
+                         Query(names);
+                     }});
     cases.back().records = kOwners;
 }
 
@@ -129,7 +131,7 @@ void AddQuery(std::vector<Case>& cases, size_t count)
 
 void AddSystemState(std::vector<Case>& cases)
 {
-    cases.push_back({"SetSystemState, three owners", {{kThreeThreads, 1.25}}, kCalls, SetState});
+    cases.push_back({"SetSystemState, three owners", {{kThreeThreads, 1.15}}, kCalls, SetState});
     cases.back().records = kOwners;
 }
 
