@@ -20,6 +20,19 @@ std::string Resource()
     return "dp:/res/" + std::filesystem::path(WorldDirectory()).filename().string() + kResourceName;
 }
 
+// Applications that an owner leaves to a next start which does not come.
+void EndLeftApplications()
+{
+    const std::string world = "OWNERLINK_TEST_WORLD=" + WorldDirectory() + '\0';
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        const std::string environment = FileText(entry.path().string() + "/environ");
+        if (environment.find(world) != std::string::npos &&
+            environment.find("OWNERLINK_APP=") != std::string::npos) {
+            kill(std::stoi(entry.path().filename().string()), SIGKILL);
+        }
+    }
+}
+
 }  // namespace
 
 bool Eventually(const std::function<bool()>& condition)
@@ -76,6 +89,7 @@ OwnerdTest::~OwnerdTest()
         SignalOwner(SIGTERM);
         owner_->AwaitExit();
     }
+    EndLeftApplications();
 }
 
 std::string OwnerdTest::Path(const std::string& name)
