@@ -2,11 +2,11 @@
 
 #include <fcntl.h>
 #include <ownerlink/client.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
