@@ -40,7 +40,7 @@ void SystemState::Enter(int state, TimePoint deadline, const Verdict& verdict)
         verdict(false);
         return;
     }
-    if (isSuspendPre && std::exchange(isCancelAhead_, false)) {
+    if (isSuspendPre && Clock::now() < std::exchange(cancelAheadUntil_, TimePoint{})) {
         LogInfo("state SUSPEND_PRE dropped: its cancel came first");
         verdict(false);
         return;
@@ -58,7 +58,7 @@ void SystemState::Enter(int state, TimePoint deadline, const Verdict& verdict)
 void SystemState::CancelSuspend(TimePoint deadline, const Verdict& verdict)
 {
     if (!isSuspendNear_) {
-        isCancelAhead_ = true;
+        cancelAheadUntil_ = Clock::now() + kCancelLead;
         LogInfo("cancel of a SUSPEND_PRE that has not come yet");
         verdict(true);
         return;

@@ -21,6 +21,9 @@ public:
     using Verdict = std::function<void(bool)>;
 
     static constexpr int kUnknown = -1;  // none has been set yet
+    // How far a SUSPEND_PRE can be behind its cancel. One that comes later is another one: refused,
+    // it would leave a machine that does not sleep.
+    static constexpr std::chrono::seconds kCancelLead{1};
 
     explicit SystemState(Supervisor& supervisor) : supervisor_(supervisor) {}
 
@@ -48,7 +51,7 @@ private:
     Supervisor& supervisor_;
     int lasting_ = kUnknown;
     bool isSuspendNear_ = false;
-    bool isCancelAhead_ = false;
+    TimePoint cancelAheadUntil_{};  // a SUSPEND_PRE that comes before then is cancelled already
     std::weak_ptr<Gathering> current_;
 };
 
