@@ -173,7 +173,7 @@ private:
                     std::vector<AppStatus>& appStatus) const;
     bool TakeAnswers(const std::string& resFileName, const OwnerlinkResponseMsg& response,
                      std::vector<AppStatus>& appStatus) const;
-    void FillQueryAppStateResult(QuerySenders& infos, std::vector<AppStatus>& appStatus,
+    void FillQueryAppStateResult(const QuerySenders& infos, std::vector<AppStatus>& appStatus,
                                  int queryType) const;
 
     // The watch on the owners.

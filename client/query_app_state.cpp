@@ -3,7 +3,6 @@
 #include <sys/prctl.h>
 
 #include <exception>
-#include <utility>
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
@@ -181,16 +180,16 @@ bool OwnerlinkClientImpl::TakeAnswers(const std::string& resFileName,
     return true;
 }
 
-// The answers change hands: nobody looks at the senders' own behind this.
-void OwnerlinkClientImpl::FillQueryAppStateResult(QuerySenders& infos,
+void OwnerlinkClientImpl::FillQueryAppStateResult(const QuerySenders& infos,
                                                   std::vector<AppStatus>& appStatus,
                                                   int queryType) const
 {
-    for (auto& [resFileName, info] : infos) {
-        for (AppStatus& entry : info.appStatus) {
+    for (const auto& [resFileName, info] : infos) {
+        appStatus.reserve(appStatus.size() + info.appStatus.size());
+        for (const AppStatus& entry : info.appStatus) {
+            appStatus.push_back(entry);
             CLIENT_LOG(kProgress, "QueryAppState(cmd=%d): secvfs=%s appName=%s status=%u",
                        queryType, resFileName.c_str(), entry.appName.c_str(), entry.status);
-            appStatus.push_back(std::move(entry));
         }
     }
 }
