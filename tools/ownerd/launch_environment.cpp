@@ -67,7 +67,7 @@ std::vector<std::string> MakeEnvironment(const ApplicationConfig& config, const 
     }
     std::vector<std::string> environment;
     for (const auto& [name, value] : variables) {
-        environment.push_back(name + '=' + value);
+        environment.emplace_back(name).append("=").append(value);
     }
     return environment;
 }
