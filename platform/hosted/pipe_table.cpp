@@ -1,6 +1,5 @@
 #include "platform/hosted/pipe_table.h"
 
-
 #include <cerrno>
 #include <utility>
 
