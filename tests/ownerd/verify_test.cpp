@@ -160,6 +160,18 @@ TEST_F(OwnerDeathTest, AskedForTwiceKillsWhatDoesNotEnd)
     EXPECT_EQ(Logged("a: stopped, ended by SIGKILL"), 1U);
 }
 
+TEST_F(OwnerDeathTest, AskedForTwiceInOneMomentKillsWhatHasNotBeenToldToStop)
+{
+    Begin(
+        Entry("a", Doing("ignore=15 notify=READY=1 stay") + ", ready: notify, stop-grace: 60min"));
+    SetState(ProcMgr::WORKING);
+
+    SignalOwner(SIGINT);
+
+    EXPECT_EQ(EndOwner(), 0);
+    EXPECT_EQ(Logged("a: stopped, ended by SIGKILL"), 1U);
+}
+
 TEST_F(OwnerDeathTest, IsNoOtherOwnersBusiness)
 {
     Begin(Entry("camera", Doing("stay")));

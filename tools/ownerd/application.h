@@ -108,6 +108,7 @@ public:
     // Called by the host.
     void RestGone();
     void CheckExit();
+    void StopAtOnce();  // with SIGKILL, whether its turn to stop has come or not
     void SignalGroup(int signal) const;
     bool SignalProcess(int signal) const;  // false: there is none
 

@@ -203,6 +203,14 @@ void Application::SendStop()
     timer_.SetIn(config_.stopGrace, [this] { OnGraceOver(); });
 }
 
+void Application::StopAtOnce()
+{
+    if (phase_ == Phase::Leaving) {
+        Enter(Phase::Stopping);
+    }
+    SignalGroup(SIGKILL);
+}
+
 void Application::OnGraceOver()
 {
     LogWarning(config_.name + ": still there " + DescribeTime(config_.stopGrace) + " after " +

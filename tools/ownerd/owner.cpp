@@ -188,7 +188,7 @@ void Owner::BeginEnd()
     if (std::exchange(isEnding_, true)) {
         LogWarning("asked twice to end, killing what still runs");
         for (const auto& application : supervisor_.All()) {
-            application->SignalGroup(SIGKILL);
+            application->StopAtOnce();
         }
         return;
     }
