@@ -70,7 +70,7 @@ public:
     void KillAll(Application& application) override;
 
 private:
-    void ChangeOne(const AppInfoForServer& app, uint32_t option, Gathering& gathering);
+    void ChangeOne(const AppInfoForServer& app, uint32_t option, Gathering& gathering) const;
     void VerifyOne(const std::string& name, unsigned int option, Gathering& gathering);
     void VerifyStarted(Application& application, Gathering& gathering);
     void AdvanceOne(Application& application);

@@ -34,7 +34,7 @@ void Supervisor::TakeUp(const std::string& marker, const RememberedState& rememb
     EndLeftovers();
     for (const auto& [name, memory] : remembered.applications) {
         Application* const application = Find(name);
-        if (application != nullptr && taken.count(application) == 0) {
+        if (application != nullptr && !taken.contains(application)) {
             application->Remember(memory);
         }
     }

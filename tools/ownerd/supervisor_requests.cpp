@@ -52,7 +52,7 @@ void Supervisor::Change(const ChangeLists& lists, TimePoint deadline, Gathering:
     gathering->Close(deadline);
 }
 
-void Supervisor::ChangeOne(const AppInfoForServer& app, uint32_t option, Gathering& gathering)
+void Supervisor::ChangeOne(const AppInfoForServer& app, uint32_t option, Gathering& gathering) const
 {
     Application* const application = Find(app.appName);
     if (application == nullptr) {

@@ -108,9 +108,8 @@ void SystemState::PrepareSuspend(Gathering& gathering)
         const SuspendPre todo = application->Config().suspendPre;
         if (todo == SuspendPre::Signal) {
             application->Prepare();
-        } else if (todo == SuspendPre::Stop && application->IsUp()) {
-            application->Stop(StopReason::SuspendPre, gathering.Expect(application->Name()));
-        } else if (application->Remembered().stopReason == StopReason::SuspendPre) {
+        } else if ((todo == SuspendPre::Stop && application->IsUp()) ||
+                   application->Remembered().stopReason == StopReason::SuspendPre) {
             application->Stop(StopReason::SuspendPre, gathering.Expect(application->Name()));
         }
     }
@@ -150,9 +149,8 @@ void SystemState::Fit(Application& application, int state, int before, Gathering
 {
     const bool isRunning = application.IsUp() || application.Pid() != 0;
     if (!application.IsMeantFor(state)) {
-        if (isRunning && application.Remembered().stopReason != StopReason::Manager) {
-            application.Stop(StopReason::State, gathering.Expect(application.Name()));
-        } else if (application.Remembered().stopReason == StopReason::SuspendPre) {
+        const StopReason reason = application.Remembered().stopReason;
+        if ((isRunning && reason != StopReason::Manager) || reason == StopReason::SuspendPre) {
             application.Stop(StopReason::State, gathering.Expect(application.Name()));
         }
         return;
