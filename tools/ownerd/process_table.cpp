@@ -11,10 +11,13 @@
 namespace ownerd {
 namespace {
 
+// What can be read: a process that ends meanwhile would make a stream iterator throw.
 std::string ReadWhole(pid_t pid, const char* file)
 {
-    std::ifstream stream("/proc/" + std::to_string(pid) + '/' + file);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    const std::ifstream stream("/proc/" + std::to_string(pid) + '/' + file);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
 }
 
 // The value of a variable in an environment, whose entries end with a zero byte.

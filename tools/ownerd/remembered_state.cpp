@@ -5,8 +5,8 @@
 
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tools/ownerd/unique_fd.h"
 
@@ -162,8 +162,10 @@ bool Save(const std::string& path, const RememberedState& state)
 
 RememberedState Load(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return Read({std::istreambuf_iterator<char>(file), {}}, BootId());
+    const std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return Read(text.str(), BootId());
 }
 
 }  // namespace ownerd
