@@ -14,17 +14,6 @@ bool Contains(const std::string& text, const std::string& part)
     return text.find(part) != std::string::npos;
 }
 
-bool StartsWith(const std::string& text, const std::string& part)
-{
-    return text.compare(0, part.size(), part) == 0;
-}
-
-bool EndsWith(const std::string& text, const std::string& part)
-{
-    return text.size() >= part.size() &&
-           text.compare(text.size() - part.size(), part.size(), part) == 0;
-}
-
 int ErrorIn(const std::string& text)
 {
     const size_t at = text.rfind(",err=");
@@ -36,7 +25,7 @@ int ErrorIn(const std::string& text)
 // A record of the one exchange that names the owner in its middle.
 bool TakeExchange(const std::string& text, const std::string& resource, Fate& fate)
 {
-    if (!StartsWith(text, "SendRequestToOwnerByVfs") ||
+    if (!text.starts_with("SendRequestToOwnerByVfs") ||
         !Contains(text, ",resFileName=" + resource + ',')) {
         return false;
     }
@@ -44,7 +33,7 @@ bool TakeExchange(const std::string& text, const std::string& resource, Fate& fa
         fate = {Outcome::kNotReached, ErrorIn(text)};
     } else if (Contains(text, "ioctl failed")) {
         fate = {Outcome::kNoAnswer, ErrorIn(text)};
-    } else if (StartsWith(text, "SendRequestToOwnerByVfs success") &&
+    } else if (text.starts_with("SendRequestToOwnerByVfs success") &&
                fate.outcome == Outcome::kNotKnown) {
         fate = {Outcome::kDone, 0};
     }
@@ -66,8 +55,8 @@ Outcome ConclusionOf(const std::string& text)
 
 bool IsConclusionOn(const std::string& text, const std::string& resource)
 {
-    return EndsWith(text, "failed. resFileName=" + resource) ||
-           EndsWith(text, "(file=" + resource + ')') ||
+    return text.ends_with("failed. resFileName=" + resource) ||
+           text.ends_with("(file=" + resource + ')') ||
            Contains(text, "SerializeMessage failed. resFileName=" + resource + ',');
 }
 
@@ -116,7 +105,7 @@ RecordFilter FromSendersOf(int state, const std::vector<LogRecord>& records)
     std::set<pid_t> senders;
     const std::string mark = ", state=" + std::to_string(state) + '(';
     for (const LogRecord& record : records) {
-        if (StartsWith(record.text, "SetSystemState begin. ") && Contains(record.text, mark)) {
+        if (record.text.starts_with("SetSystemState begin. ") && Contains(record.text, mark)) {
             senders.insert(record.thread);
         }
     }

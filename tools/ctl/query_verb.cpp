@@ -38,8 +38,11 @@ Fates Asked(const Fates& fates, const OwnerTable& table, const CommandLine& comm
 // A list that was refused leaves no record of its own. Whoever sent names has not refused.
 void JudgeList(Report& report, uint32_t code, const AppNames& names, const OwnerTable& table)
 {
+    if (code == 0) {
+        return;
+    }
     std::vector<OwnerRow*> silent;
-    bool isExplained = code == 0;
+    bool isExplained = false;
     for (OwnerRow& row : report.owners) {
         const auto domain = names.find(DP);
         const bool hasNames =
@@ -51,9 +54,6 @@ void JudgeList(Report& report, uint32_t code, const AppNames& names, const Owner
         if (!IsFailure(row.outcome) && !hasNames) {
             silent.push_back(&row);
         }
-    }
-    if (code == 0) {
-        return;
     }
     for (OwnerRow* const row : silent) {
         if (!isExplained && silent.size() == 1) {

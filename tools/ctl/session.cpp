@@ -5,7 +5,6 @@
 namespace ctl {
 namespace {
 
-constexpr uint32_t kBusyCode = 0xF10300;
 constexpr int kUnknownTimeOut = 0;
 
 OwnerlinkClientInner& Client()

@@ -16,6 +16,8 @@
 
 namespace ctl {
 
+inline constexpr uint32_t kBusyCode = 0xF10300;  // of a state: another change runs
+
 using Fates = std::map<std::string, Fate>;  // by resource file
 
 // What the library answered, and what its records say besides.

@@ -8,8 +8,6 @@
 namespace ctl {
 namespace {
 
-constexpr uint32_t kBusyCode = 0xF10300;
-
 bool ReachesNobody(int state)
 {
     return state == static_cast<int>(ProcMgr::HIGH_LEVEL_ADS_EXIT);
