@@ -79,9 +79,10 @@ public:
     const Memory& Remembered() const { return memory_; }
     pid_t Pid() const { return memory_.pid; }
     bool IsMeantFor(int state) const;
-    bool IsUp() const;     // wanted, and neither ended nor failed
-    bool IsReady() const;  // others may start after it
-    bool IsGoing() const;  // on its way out
+    bool IsUp() const;                                     // wanted, and neither ended nor failed
+    bool IsThere() const { return IsUp() || Pid() != 0; }  // something is left to stop
+    bool IsReady() const;                                  // others may start after it
+    bool IsGoing() const;                                  // on its way out
     bool IsGone() const { return phase_ == Phase::Stopped; }
     bool IsEnding() const { return phase_ == Phase::Draining; }
     bool HasStarted() const { return isReady_; }

@@ -121,7 +121,7 @@ void Supervisor::StopAll(TimePoint deadline, const Verdict& done)
     LogInfo("stop all");
     const auto gathering = std::make_shared<Gathering>(loop_, ToVerdict(done));
     for (const auto& application : applications_) {
-        if (application->IsUp() || application->Pid() != 0) {
+        if (application->IsThere()) {
             application->Stop(StopReason::StopAll, gathering->Expect(application->Name()));
         }
     }
@@ -150,7 +150,7 @@ void Supervisor::VerifyOne(const std::string& name, unsigned int option, Gatheri
         VerifyStarted(*application, gathering);
         return;
     }
-    if (application->IsUp() || application->Pid() != 0) {
+    if (application->IsThere()) {
         LogWarning("verify: " + name + " was terminated and runs, stopping it");
     }
     application->Stop(StopReason::Manager, gathering.Expect(name));

@@ -147,10 +147,10 @@ void SystemState::Refit(Application& application)
 
 void SystemState::Fit(Application& application, int state, int before, Gathering& gathering)
 {
-    const bool isRunning = application.IsUp() || application.Pid() != 0;
     if (!application.IsMeantFor(state)) {
         const StopReason reason = application.Remembered().stopReason;
-        if ((isRunning && reason != StopReason::Manager) || reason == StopReason::SuspendPre) {
+        if ((application.IsThere() && reason != StopReason::Manager) ||
+            reason == StopReason::SuspendPre) {
             application.Stop(StopReason::State, gathering.Expect(application.Name()));
         }
         return;
