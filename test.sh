@@ -11,6 +11,7 @@ root=$(cd "$(dirname "$0")" && pwd)
 preset=${1:-dev}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+chmod 755 "$work"  # one test's application runs as another user
 export TMPDIR=$work
 
 if [ "$preset" = dev ]; then packages=test; else packages=ci; fi
