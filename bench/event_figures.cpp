@@ -10,9 +10,11 @@
 namespace bench {
 namespace {
 
-constexpr double kLatencyAim = 1.3;
-constexpr double kZeroMqAim = 1;
-constexpr double kIceoryxAim = 3;
+constexpr double kLatencyAim = 1.2;  // for one subscriber
+constexpr double kZeroMqAim = 1;     // for one subscriber and for the most
+constexpr double kIceoryxAim = 5;
+constexpr size_t kFew = 1;
+constexpr size_t kMany = 16;
 
 const char* Verdict(bool isMet)
 {
@@ -59,14 +61,15 @@ std::string BurstCells(const EventFigure* figure)
 
 std::string PacedVerdict(const EventFigure& figure)
 {
-    return IsLibrary(figure)
+    return IsLibrary(figure) && figure.subscribers == kFew
                ? Text("%.1f: %s", kLatencyAim, Verdict(figure.pacedToBare <= kLatencyAim))
                : "-";
 }
 
 std::string BurstVerdict(const EventFigure& figure)
 {
-    if (!IsLibrary(figure)) {
+    const bool hasAim = figure.subscribers == kFew || figure.subscribers == kMany;
+    if (!IsLibrary(figure) || !hasAim) {
         return "-";
     }
     std::string text = figure.rateToZeroMq == 0 ? ""
