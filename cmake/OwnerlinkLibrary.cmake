@@ -20,10 +20,14 @@ function(ownerlink_add_library name)
     add_library(${name} SHARED ${CMAKE_CURRENT_BINARY_DIR}/${name}_anchor.cpp)
     ownerlink_compile_options(${name})
     target_include_directories(${name} INTERFACE
-        $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+        $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ownerlink-platform>)
+    target_compile_features(${name} INTERFACE cxx_std_17)
     target_link_libraries(${name}
         PRIVATE "$<LINK_LIBRARY:WHOLE_ARCHIVE,${arg_CORE}>" ${arg_PLATFORM}
-        PUBLIC PkgConfig::YAML Threads::Threads)
+        PUBLIC $<BUILD_INTERFACE:PkgConfig::YAML> $<INSTALL_INTERFACE:PkgConfig::ownerlink_YAML>
+        Threads::Threads)
     target_link_options(${name} PRIVATE
         -Wl,-Bsymbolic-functions -Wl,-z,nodelete -Wl,-z,relro -Wl,-z,now
         -Wl,--version-script=${map})
