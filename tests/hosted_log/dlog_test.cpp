@@ -25,6 +25,7 @@ protected:
 
 }  // namespace
 
+// docs/logging.md shows the first of these lines.
 TEST_F(DlogTest, NamesEachBadPieceOfTheVariableOnce)
 {
     Configure("clinet=debug,error,blue\n,stderr");

@@ -18,6 +18,7 @@ std::string WholeLine(uint32_t module, uint32_t level, std::string_view text)
 
 }  // namespace
 
+// docs/logging.md shows lines of this form.
 TEST(Line, CarriesTimeLevelModuleProcessThreadAndText)
 {
     EXPECT_EQ(WholeLine(kClientModule, kWarning, "[OwnerlinkClientImpl:7]slow"),

@@ -87,6 +87,7 @@ TEST_F(StderrSinkTest, LeavesAPendingSignalOfTheCallerPending)
     EXPECT_EQ(sigismember(&mask, SIGPIPE), 1);
 }
 
+// docs/logging.md shows such a line.
 TEST_F(StderrSinkTest, ReportsWhatAFullDeviceLost)
 {
     const int caught = dup(STDERR_FILENO);
