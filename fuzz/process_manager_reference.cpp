@@ -1,6 +1,6 @@
 #include "fuzz/process_manager_reference.h"
 
-#include <sstream>
+#include "fuzz/plain_text.h"
 
 namespace fuzz {
 namespace {
@@ -8,32 +8,6 @@ namespace {
 constexpr int kError = 3;  // syslog's
 
 using DynamicPara = std::map<int, std::vector<std::string>>;
-
-class Text {
-public:
-    explicit Text(const std::string& text) : stream_(text) {}
-
-    // A number and one character behind it.
-    template <typename Number>
-    Number Decimal()
-    {
-        Number number = 0;
-        char separator = 0;
-        stream_ >> number;
-        stream_ >> separator;
-        return number;
-    }
-
-    std::string UpToHash()
-    {
-        std::string field;
-        std::getline(stream_, field, '#');
-        return field;
-    }
-
-private:
-    std::istringstream stream_;
-};
 
 struct Words {
     std::string tooManyApps;
@@ -46,7 +20,7 @@ void Fail(std::vector<Record>& records, const std::string& what)
         {kError, "ProcMgr : ProcMgrMaster unpack request failed, " + what + " invalid"});
 }
 
-bool ReadDynamicPara(Text& text, DynamicPara& dynamicPara, std::vector<Record>& records)
+bool ReadDynamicPara(PlainText& text, DynamicPara& dynamicPara, std::vector<Record>& records)
 {
     const auto entries = text.Decimal<unsigned long>();
     if (entries > 3) {
@@ -74,8 +48,8 @@ bool ReadDynamicPara(Text& text, DynamicPara& dynamicPara, std::vector<Record>& 
 }
 
 template <typename Info>
-void ReadApps(Text text, const std::string& sender, const Words& words, std::vector<Info>& apps,
-              std::vector<Record>& records)
+void ReadApps(PlainText text, const std::string& sender, const Words& words,
+              std::vector<Info>& apps, std::vector<Record>& records)
 {
     const auto count = text.Decimal<unsigned>();
     if (count > 1999) {
@@ -108,7 +82,7 @@ void ReadStart(const std::string& text, const std::string& sender, std::vector<S
 {
     const Words words = {"ProcMgr : ProcMgrMaster UnpackStartRequest err: big startAppListSize=",
                          "ProcMgr : ProcMgrMaster : UnpackStartRequest err, argvSize="};
-    ReadApps(Text(text), sender, words, apps, records);
+    ReadApps(PlainText(text), sender, words, apps, records);
 }
 
 void ReadRestart(const std::string& text, const std::string& sender,
@@ -117,12 +91,12 @@ void ReadRestart(const std::string& text, const std::string& sender,
     const Words words = {
         "ProcMgr : ProcMgrMaster UnpackRestartRequest err: big restartAppListSize=",
         "ProcMgr : ProcMgrMaster : UnpackRestartRequest err, argvSize="};
-    ReadApps(Text(text), sender, words, apps, records);
+    ReadApps(PlainText(text), sender, words, apps, records);
 }
 
 void ReadTerm(const std::string& text, std::vector<TermAppInfo>& apps, std::vector<Record>& records)
 {
-    Text fields(text);
+    PlainText fields(text);
     const auto count = fields.Decimal<unsigned>();
     if (count > 1999) {
         records.push_back({kError,
@@ -139,7 +113,7 @@ void ReadTerm(const std::string& text, std::vector<TermAppInfo>& apps, std::vect
 
 void ReadExecInfo(const std::string& text, AppExecInfo& info, std::vector<Record>& /*records*/)
 {
-    Text fields(text);
+    PlainText fields(text);
     fields.Decimal<unsigned>();
     info.appName = fields.UpToHash();
     info.value0 = fields.Decimal<unsigned>();
@@ -150,14 +124,14 @@ void ReadExecInfo(const std::string& text, AppExecInfo& info, std::vector<Record
 void ReadBaseServiceState(const std::string& text, BaseServiceStateInfo& info,
                           std::vector<Record>& /*records*/)
 {
-    Text fields(text);
+    PlainText fields(text);
     fields.Decimal<unsigned>();
     info.state = ProcMgr::Message::BaseServiceState{fields.Decimal<unsigned>()};
 }
 
 void ReadStartupCfg(const std::string& text, StartupCfgInfo& info, std::vector<Record>& /*records*/)
 {
-    Text fields(text);
+    PlainText fields(text);
     fields.Decimal<unsigned>();
     info.path = fields.UpToHash();
     const auto pairs = fields.Decimal<unsigned>();

@@ -22,8 +22,6 @@ using ProcMgr::Message::TermAppInfo;
 struct Record {
     int priority;
     std::string text;
-
-    bool operator==(const Record& other) const = default;
 };
 
 void ReadStart(const std::string& text, const std::string& sender, std::vector<StartAppInfo>& apps,
@@ -57,22 +55,6 @@ inline auto Fields(const BaseServiceStateInfo& info)
 inline auto Fields(const StartupCfgInfo& info)
 {
     return std::tie(info.matchData, info.path);
-}
-
-template <typename Info>
-bool AreSame(const Info& one, const Info& other)
-{
-    return Fields(one) == Fields(other);
-}
-
-template <typename Info>
-bool AreSame(const std::vector<Info>& one, const std::vector<Info>& other)
-{
-    bool areSame = one.size() == other.size();
-    for (size_t i = 0; areSame && i < one.size(); ++i) {
-        areSame = AreSame(one[i], other[i]);
-    }
-    return areSame;
 }
 
 }  // namespace fuzz

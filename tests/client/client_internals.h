@@ -22,6 +22,12 @@ struct ClientInternals {
         return client.PrepareMsgForChangeApp(appList, msgs, resFileName);
     }
 
+    static bool TakeAnswers(const OwnerlinkClientImpl& client, const std::string& resFileName,
+                            const OwnerlinkResponseMsg& response, std::vector<AppStatus>& answers)
+    {
+        return client.TakeAnswers(resFileName, response, answers);
+    }
+
     static bool Reconnect(OwnerlinkClientImpl& client, int fd)
     {
         return client.TryReconnectOwner(fd);
