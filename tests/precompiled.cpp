@@ -1,0 +1,1 @@
+// The one source of the target whose headers all tests share.
