@@ -1,0 +1,31 @@
+// What a process can be made to run short of, or be misled about, and given back.
+//
+// Nothing here allocates while it is in force, so that the process can be told to end it.
+#ifndef OWNERLINK_FAULTS_SHORTAGE_H
+#define OWNERLINK_FAULTS_SHORTAGE_H
+
+#include <cstdint>
+#include <string_view>
+
+// "memory": the address space is full and what is free of the heap is taken. "allocations": one
+// operator new in eight throws. "descriptors": none is free. "threads": none can be started; not
+// for root. False for any other word.
+bool Starve(std::string_view what);
+bool Feed(std::string_view what);
+
+// Sets the wall clock as this process sees it, `seconds` from the true one.
+void ShiftWallClock(int64_t seconds);
+
+// The calling thread's own allocations do not fail while one of these stands.
+class SpareThisThread {
+public:
+    explicit SpareThisThread(bool isSpared = true);
+    ~SpareThisThread();
+    SpareThisThread(const SpareThisThread&) = delete;
+    SpareThisThread& operator=(const SpareThisThread&) = delete;
+
+private:
+    bool before_;
+};
+
+#endif
