@@ -1,5 +1,4 @@
 // The owner's server from registration to the end of the process, forks included.
-#include <fcntl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -8,9 +7,11 @@
 
 #include "platform/hosted/endpoint_name.h"
 #include "platform/hosted/hosted_log.h"
+#include "platform/hosted/log/router.h"
 #include "platform/hosted/owner_endpoint.h"
 #include "platform/hosted/owner_server.h"
 #include "platform/hosted/runtime_dir.h"
+#include "platform/hosted/spare_fd.h"
 
 namespace hosted {
 namespace {
@@ -24,11 +25,6 @@ int CheckDescription(const IAMServiceDesc& desc)
         return EINVAL;
     }
     return strnlen(desc.name, kMaxNameSize + 1) <= kMaxNameSize ? 0 : ENAMETOOLONG;
-}
-
-UniqueFd MakeSpare()
-{
-    return UniqueFd::Make([] { return open("/dev/null", O_RDONLY | O_CLOEXEC); });
 }
 
 }  // namespace
@@ -54,6 +50,7 @@ int OwnerServer::Register(const IAMServiceDesc& desc)
                    RuntimeDirPath().c_str(), strerror(error));
         return error;
     }
+    log::Router::NameOwner(desc.name);
     HOSTED_LOG(kLogInfo, "resource %.128s is published in %s", desc.name, RuntimeDirPath().c_str());
     return 0;
 }
@@ -88,7 +85,7 @@ int OwnerServer::StartOnce()
     if (const int error = threads_.Start(ThreadBody); error != 0) {
         return error;
     }
-    UniqueFd spare = MakeSpare();
+    UniqueFd spare = MakeSpareFd();
     const MutexLock lock(mutex_);
     spare_ = std::move(spare);
     exitHandler_.Install();

@@ -13,11 +13,9 @@ std::vector<std::string> Sinks(const Config& config)
     std::vector<std::string> sinks;
     for (const OutletOptions& outlet : config.outlets) {
         const SinkOptions& sink = outlet.sink;
-        sinks.push_back(sink.kind == SinkKind::kStandardError ? "stderr"
-                        : sink.kind == SinkKind::kSyslog
-                            ? "syslog"
-                            : sink.path + ' ' + std::to_string(sink.size) + ' ' +
-                                  std::to_string(sink.count));
+        sinks.push_back(sink.kind != SinkKind::kFile ? SinkText(sink)
+                                                     : sink.path + ' ' + std::to_string(sink.size) +
+                                                           ' ' + std::to_string(sink.count));
     }
     return sinks;
 }
@@ -137,4 +135,30 @@ TEST(ParseConfig, BoundsFileOptions)
     }
     EXPECT_THAT(Sinks(ParseConfig("file:x,size=1024,count=1000")), ElementsAre("x 1024 1000"));
     EXPECT_THAT(Sinks(ParseConfig("file:x,size=1024G,count=1")), ElementsAre("x 1099511627776 1"));
+}
+
+TEST(ParseConfig, ReadsTheJournalAndDltWithAndWithoutTheirNames)
+{
+    EXPECT_THAT(Sinks(ParseConfig("journal,dlt")), ElementsAre("journal", "dlt"));
+    EXPECT_THAT(Sinks(ParseConfig("Journal:/a/b, DLT:Ow1")),
+                ElementsAre("journal:/a/b", "dlt:Ow1"));
+    EXPECT_THAT(Complaints("journal:/a/b,dlt:OWN1"), IsEmpty());
+}
+
+TEST(ParseConfig, RefusesNamesThatTheJournalAndDltCannotHave)
+{
+    EXPECT_THAT(Complaints("journal: "), ElementsAre("\"journal:\": names no socket"));
+    for (const char* bad : {"dlt:", "dlt:12345", "dlt:a-b", "dlt:\xc3\xa4"}) {
+        EXPECT_THAT(Complaints(bad),
+                    ElementsAre('"' + std::string(bad) +
+                                "\": no such application (one to four letters and digits)"));
+    }
+}
+
+TEST(ParseConfig, RefusesAColonBehindSinksThatTakeNone)
+{
+    for (const char* bad : {"stderr:x", "syslog:x", "file"}) {
+        EXPECT_THAT(Complaints(bad),
+                    ElementsAre('"' + std::string(bad) + "\": is neither a level nor a sink"));
+    }
 }

@@ -1,6 +1,7 @@
 #include "platform/hosted/log/config.h"
 
 #include <algorithm>
+#include <cctype>
 #include <map>
 #include <optional>
 #include <utility>
@@ -11,6 +12,7 @@ namespace {
 constexpr uint64_t kSmallestFile = 1024;
 constexpr uint64_t kLargestFile = uint64_t{1} << 40;
 constexpr uint64_t kMostOldFiles = 1000;
+constexpr size_t kLongestDltName = 4;
 
 std::string_view Trim(std::string_view text)
 {
@@ -54,6 +56,53 @@ std::optional<uint64_t> ParseSize(std::string_view text)
     return *number << shift;
 }
 
+bool IsDltName(std::string_view text)
+{
+    return !text.empty() && text.size() <= kLongestDltName &&
+           std::all_of(text.begin(), text.end(),
+                       [](unsigned char character) { return std::isalnum(character) != 0; });
+}
+
+std::vector<OutletOptions>::iterator FindSink(std::vector<OutletOptions>& outlets,
+                                              const SinkOptions& sink)
+{
+    return std::find_if(outlets.begin(), outlets.end(), [&](const OutletOptions& outlet) {
+        return outlet.sink.kind == sink.kind && outlet.sink.path == sink.path;
+    });
+}
+
+void Merge(LevelTable& levels, const LevelTable& further)
+{
+    std::transform(levels.begin(), levels.end(), further.begin(), levels.begin(),
+                   [](LevelSet left, LevelSet right) { return left | right; });
+}
+
+struct SinkName {
+    std::string_view text;
+    SinkKind kind;
+};
+
+constexpr SinkName kSinkNames[] = {
+    {"stderr", SinkKind::kStandardError}, {"syslog", SinkKind::kSyslog}, {"file", SinkKind::kFile},
+    {"journal", SinkKind::kJournal},      {"dlt", SinkKind::kDlt},
+};
+
+// Null, or why a sink cannot be told `path` behind a colon.
+const char* CheckPath(SinkKind kind, std::string_view path)
+{
+    switch (kind) {
+        case SinkKind::kFile:
+            return path.empty() ? "names no file" : nullptr;
+        case SinkKind::kJournal:
+            return path.empty() ? "names no socket" : nullptr;
+        case SinkKind::kDlt:
+            return IsDltName(path) ? nullptr
+                                   : "no such application (one to four letters and digits)";
+        default:
+            return "is neither a level nor a sink";
+    }
+}
+
 // Reads group by group; each piece changes the group in hand or leaves a complaint.
 class Parser {
 public:
@@ -82,8 +131,8 @@ private:
     // Null, or why the piece is left out.
     const char* TakePiece(std::string_view piece)
     {
-        if (piece.substr(0, 5) == "file:") {
-            return TakeFile(Trim(piece.substr(5)));
+        if (const SinkName* name = SinkBeforeColon(piece)) {
+            return TakeSink(name->kind, Trim(piece.substr(name->text.size() + 1)));
         }
         const size_t equals = piece.find('=');
         if (equals == std::string_view::npos) {
@@ -94,16 +143,28 @@ private:
 
     const char* TakeWord(std::string_view word)
     {
-        if (EqualsIgnoringCase(word, "stderr")) {
-            UseSink({SinkKind::kStandardError, {}});
-        } else if (EqualsIgnoringCase(word, "syslog")) {
-            UseSink({SinkKind::kSyslog, {}});
+        const auto* name = std::find_if(
+            std::begin(kSinkNames), std::end(kSinkNames),
+            [&](const SinkName& known) { return EqualsIgnoringCase(known.text, word); });
+        if (name != std::end(kSinkNames) && name->kind != SinkKind::kFile) {
+            UseSink({name->kind, {}});
         } else if (const auto levels = ParseLevels(word)) {
             everyModule_ = *levels;
         } else {
             return "is neither a level nor a sink";
         }
         return nullptr;
+    }
+
+    // The sink whose name stands before a colon, or null.
+    static const SinkName* SinkBeforeColon(std::string_view piece)
+    {
+        const auto* name =
+            std::find_if(std::begin(kSinkNames), std::end(kSinkNames), [&](const SinkName& known) {
+                return piece.size() > known.text.size() && piece[known.text.size()] == ':' &&
+                       EqualsIgnoringCase(known.text, piece.substr(0, known.text.size()));
+            });
+        return name == std::end(kSinkNames) ? nullptr : name;
     }
 
     const char* TakePair(std::string_view key, std::string_view value)
@@ -123,13 +184,13 @@ private:
         return nullptr;
     }
 
-    const char* TakeFile(std::string_view path)
+    const char* TakeSink(SinkKind kind, std::string_view path)
     {
-        if (path.empty()) {
-            return "names no file";
+        const char* const reason = CheckPath(kind, path);
+        if (reason == nullptr) {
+            UseSink({kind, std::string(path)});
         }
-        UseSink({SinkKind::kFile, std::string(path)});
-        return nullptr;
+        return reason;
     }
 
     const char* TakeFileOption(bool isSize, std::string_view value)
@@ -150,9 +211,7 @@ private:
     void UseSink(SinkOptions sink)
     {
         auto& outlets = config_.outlets;
-        const auto known = std::find_if(outlets.begin(), outlets.end(), [&](const auto& outlet) {
-            return outlet.sink.kind == sink.kind && outlet.sink.path == sink.path;
-        });
+        const auto known = FindSink(outlets, sink);
         sinks_.push_back(static_cast<size_t>(known - outlets.begin()));
         if (known == outlets.end()) {
             outlets.push_back({std::move(sink), {}});
@@ -170,9 +229,7 @@ private:
             levels[ModuleSlot(module)] = set;
         }
         for (const size_t sink : sinks_) {
-            auto& merged = config_.outlets[sink].levels;
-            std::transform(merged.begin(), merged.end(), levels.begin(), merged.begin(),
-                           [](LevelSet left, LevelSet right) { return left | right; });
+            Merge(config_.outlets[sink].levels, levels);
         }
     }
 
@@ -188,7 +245,7 @@ Config QuietConfig()
 {
     OutletOptions outlet{{SinkKind::kSyslog, {}}, {}};
     outlet.levels.fill(LevelsFrom(kWarning));
-    return {{std::move(outlet)}, {}};
+    return {{std::move(outlet)}, {}, true};
 }
 
 }  // namespace
@@ -199,6 +256,24 @@ Config ParseConfig(const char* text)
         return QuietConfig();
     }
     return Parser().Parse(text);
+}
+
+std::string SinkText(const SinkOptions& sink)
+{
+    const auto* const name =
+        std::find_if(std::begin(kSinkNames), std::end(kSinkNames),
+                     [&](const SinkName& known) { return known.kind == sink.kind; });
+    return std::string(name->text) + (sink.path.empty() ? "" : ":" + sink.path);
+}
+
+void AddOutlet(std::vector<OutletOptions>& outlets, const OutletOptions& outlet)
+{
+    const auto known = FindSink(outlets, outlet.sink);
+    if (known == outlets.end()) {
+        outlets.push_back(outlet);
+    } else {
+        Merge(known->levels, outlet.levels);
+    }
 }
 
 }  // namespace hosted::log

@@ -12,12 +12,14 @@
 
 namespace hosted::log {
 
-enum class SinkKind { kStandardError, kSyslog, kFile };
+enum class SinkKind { kStandardError, kSyslog, kFile, kJournal, kDlt };
 
 struct SinkOptions {
     SinkKind kind = SinkKind::kStandardError;
-    // For files only: "%p" is still unexpanded, `size` is in bytes, `count` is of old files.
+    // A file's, in which "%p" is still unexpanded; or the journal's socket, where empty means its
+    // usual one; or the name of the DLT application, where empty means the usual one.
     std::string path;
+    // For files only: `size` is in bytes, `count` is of old files.
     uint64_t size = 10U << 20;
     uint32_t count = 5;
 };
@@ -32,10 +34,18 @@ struct Config {
     std::vector<OutletOptions> outlets;
     // One text for each piece that was left out, which it names in quotes.
     std::vector<std::string> complaints;
+    // Nothing was said, so that the layer chooses.
+    bool isDefault = false;
 };
 
 // A null `text` is a variable that is not set; a blank one counts as the same.
 Config ParseConfig(const char* text);
+
+// The sink as the variable names it.
+std::string SinkText(const SinkOptions& sink);
+
+// Adds a sink, or only its levels where the sink is there already.
+void AddOutlet(std::vector<OutletOptions>& outlets, const OutletOptions& outlet);
 
 }  // namespace hosted::log
 

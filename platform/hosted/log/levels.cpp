@@ -1,6 +1,7 @@
 #include "platform/hosted/log/levels.h"
 
 #include <strings.h>
+#include <syslog.h>
 
 #include <algorithm>
 #include <charconv>
@@ -102,6 +103,22 @@ std::string LevelName(uint32_t level)
 {
     const Name* name = FindNumber(kLevelNames, level);
     return name != nullptr ? std::string(name->text) : "level" + std::to_string(level);
+}
+
+int SyslogPriority(uint32_t level)
+{
+    switch (level) {
+        case kDebug:
+            return LOG_DEBUG;
+        case kWarning:
+            return LOG_WARNING;
+        case kError:
+            return LOG_ERR;
+        case kNotice:
+            return LOG_NOTICE;
+        default:
+            return LOG_INFO;
+    }
 }
 
 std::optional<uint32_t> ParseModule(std::string_view text)

@@ -45,6 +45,9 @@ std::optional<LevelSet> ParseLevels(std::string_view text);
 
 std::string LevelName(uint32_t level);
 
+// The priority of syslog and the journal.
+int SyslogPriority(uint32_t level);
+
 // One set for each module that can be levelled by itself, and one for all the others.
 constexpr uint32_t kModuleLimit = 256;
 constexpr size_t ModuleSlot(uint32_t module)

@@ -7,8 +7,6 @@
 #include <chrono>
 #include <cstdio>
 
-#include "platform/hosted/log/levels.h"
-
 namespace hosted::log {
 namespace {
 
@@ -38,12 +36,16 @@ void AppendEscape(std::string& to, char control)
     to += kDigits[control & 0xf];
 }
 
-std::string Head(const Record& record, const Origin& origin)
+std::string Kind(const Record& record)
 {
-    std::string head = LevelName(record.level) + ' ' + ModuleName(PlainModule(record.module));
-    head += (record.module & kMilestoneBit) != 0 ? " milestone [" : " [";
-    head += std::to_string(origin.process) + ':' + std::to_string(origin.thread) + ' ';
-    return head + Visible(origin.threadName) + "] ";
+    return LevelName(record.level) + ' ' + ModuleName(PlainModule(record.module)) +
+           ((record.module & kMilestoneBit) != 0 ? " milestone " : " ");
+}
+
+std::string Thread(const Origin& origin)
+{
+    return '[' + std::to_string(origin.process) + ':' + std::to_string(origin.thread) + ' ' +
+           Visible(origin.threadName) + "] ";
 }
 
 }  // namespace
@@ -92,8 +94,24 @@ std::string FormatTime(const timespec& time)
 
 Line::Line(const Record& record, const Origin& origin)
     : level_(record.level),
-      whole_(FormatTime(origin.time) + ' ' + Head(record, origin) + Visible(record.text) + '\n')
+      module_(record.module),
+      origin_(origin),
+      whole_(FormatTime(origin.time) + ' ' + Kind(record)),
+      thread_(whole_.size()),
+      text_(whole_.append(Thread(origin)).size())
 {
+    whole_ += Visible(record.text);
+    whole_ += '\n';
+}
+
+std::string_view Line::Text() const
+{
+    return std::string_view(whole_).substr(text_, whole_.size() - text_ - 1);
+}
+
+std::string_view Line::TextWithThread() const
+{
+    return std::string_view(whole_).substr(thread_, whole_.size() - thread_ - 1);
 }
 
 std::string Line::WithoutTime() const

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/hosted/log/levels.h"
+
 namespace hosted::log {
 
 struct Record {
@@ -29,11 +31,20 @@ struct Origin {
 
 Origin OriginOfCaller();
 
+// Used up before its origin is.
 class Line {
 public:
     Line(const Record& record, const Origin& origin);
 
     uint32_t Level() const { return level_; }
+    // Without the milestone's bit.
+    uint32_t Module() const { return PlainModule(module_); }
+    bool IsMilestone() const { return (module_ & kMilestoneBit) != 0; }
+    const Origin& WrittenBy() const { return origin_; }
+    // The record's text alone, with its control characters made visible.
+    std::string_view Text() const;
+    // "[1234:1240 QUERY_APP_STATE] text"
+    std::string_view TextWithThread() const;
     // With the time and the line feed.
     const std::string& Whole() const { return whole_; }
     // Without both, for a sink that sets its own time.
@@ -41,7 +52,12 @@ public:
 
 private:
     uint32_t level_;
+    uint32_t module_;
+    const Origin& origin_;
     std::string whole_;
+    // Where its parts start.
+    size_t thread_;
+    size_t text_;
 };
 
 // Makes control characters visible: "\n", "\r", "\t", and "\xNN" for the others.

@@ -1,12 +1,14 @@
 #include "platform/hosted/log/router.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "platform/hosted/log/journal_stream.h"
 #include "platform/hosted/log/signal_guard.h"
 #include "platform/hosted/log/stderr_sink.h"
 
@@ -76,9 +78,18 @@ constinit Router* Router::instance_ = nullptr;
 Router& Router::Instance()
 {
     if (instance_ == nullptr) {
-        instance_ = new Router(ParseConfig(secure_getenv("OWNERLINK_LOG")));
+        instance_ = new Router(ReadConfig());
     }
     return *instance_;
+}
+
+Config Router::ReadConfig()
+{
+    Config config = ParseConfig(secure_getenv("OWNERLINK_LOG"));
+    if (IsJournalStream(secure_getenv("JOURNAL_STREAM"), STDERR_FILENO)) {
+        PreferJournal(config, {SinkKind::kJournal, {}});
+    }
+    return config;
 }
 
 Router::Router(const Config& config)
@@ -87,7 +98,7 @@ Router::Router(const Config& config)
     for (const OutletOptions& options : config.outlets) {
         outlets_.emplace_back(options);
         if (const int error = outlets_.back().Probe()) {
-            WriteToStderr("ownerlink: OWNERLINK_LOG: \"file:" + Visible(options.sink.path) +
+            WriteToStderr("ownerlink: OWNERLINK_LOG: \"" + Visible(SinkText(options.sink)) +
                           "\": " + ErrorText(error) +
                           "; records are lost until it can be written\n");
         }
@@ -137,6 +148,14 @@ bool Router::Flush()
         written &= outlet.ReportLoss(origin);
     }
     return written;
+}
+
+void Router::NameOwner(const std::string& name)
+{
+    const MutexLock lock(mutex_);
+    for (Outlet& outlet : Instance().outlets_) {
+        outlet.NameOwner(name);
+    }
 }
 
 void Router::HoldAcrossFork()

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "platform/hosted/log/config.h"
@@ -50,6 +51,7 @@ public:
     bool ReportLoss(const Origin& origin);
     void EnterChild() { sink_->EnterChild(); }
     int Probe() { return sink_->Probe(); }
+    void NameOwner(const std::string& name) { sink_->NameOwner(name); }
 
 private:
     LevelTable levels_;
@@ -67,12 +69,16 @@ public:
     static bool Write(const Record& record) HOSTED_EXCLUDES(mutex_);
     static bool Flush() HOSTED_EXCLUDES(mutex_);
 
+    // Tells the sinks that this process owns the resource `name`.
+    static void NameOwner(const std::string& name) HOSTED_EXCLUDES(mutex_);
+
     static void HoldAcrossFork() HOSTED_ACQUIRE(mutex_);
     static void ReleaseInParent() HOSTED_RELEASE(mutex_);
     static void ReleaseInChild() HOSTED_RELEASE(mutex_);
 
 private:
     explicit Router(const Config& config);
+    static Config ReadConfig();
     static Router& Instance() HOSTED_REQUIRES(mutex_);
     void OpenGate() const;
 

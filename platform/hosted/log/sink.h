@@ -25,6 +25,9 @@ public:
 
     // Called in the child of a fork, before its first line.
     virtual void EnterChild() {}
+
+    // This process now owns the resource `name`.
+    virtual void NameOwner(const std::string& /*name*/) {}
 };
 
 // A further kind of sink is one class, one name in the grammar and one case here.
