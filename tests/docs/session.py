@@ -114,6 +114,8 @@ class Session:
                     HOME=str(self.clone.parent),
                     OWNERLINK_RUNTIME_DIR=str(self.clone.with_name("run")),
                     EXAMPLES=self.settings["examples"],
+                    UNBOUND=self.settings["unbound"],
+                    SAMPLES=self.settings["samples"],
                     DOCS_SOURCE=str(self.root),
                     DOCS_COMPILER=f"{self.settings['cxx']} {'-fsanitize=' + kinds if kinds else ''}",
                     DOCS_BUILD=self.settings["build"])
