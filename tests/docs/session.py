@@ -71,7 +71,7 @@ class Session:
 
     def add_commands(self, block):
         self.script += f"place={shlex.quote(block.place)}\n{block.text}"
-        if re.search(r"ownerd \S+ &$|owner \S+ &$", block.text, re.MULTILINE):
+        if re.search(r" &$", block.text, re.MULTILINE):
             self.script += "await_owner\n"
 
     def run(self):
@@ -117,7 +117,7 @@ class Session:
                     UNBOUND=self.settings["unbound"],
                     SAMPLES=self.settings["samples"],
                     DOCS_SOURCE=str(self.root),
-                    DOCS_COMPILER=f"{self.settings['cxx']} {'-fsanitize=' + kinds if kinds else ''}",
+                    DOCS_COMPILER=self.settings["cxx"] + (f" -fsanitize={kinds}" if kinds else ""),
                     DOCS_BUILD=self.settings["build"])
 
 
