@@ -62,6 +62,27 @@ uint32_t CombineResults(const std::map<std::string, int>& results)
     return kSuccess;
 }
 
+// Or, where memory lacks even for this, what says so.
+std::exception_ptr BrokenPromise()
+{
+    try {
+        throw std::future_error(std::future_errc::broken_promise);
+    } catch (const std::exception&) {
+        return std::current_exception();
+    }
+}
+
+// Of a sender that was not started. Most starts that fail have taken the promise and broken it; one
+// that has not, for want of memory, would leave the wait without an end.
+void Abandon(std::promise<int>& promise)
+{
+    try {
+        promise.set_exception(BrokenPromise());
+    } catch (const std::exception&) {
+        return;  // taken
+    }
+}
+
 }  // namespace
 
 uint32_t OwnerlinkClientImpl::QueryAppState(const std::vector<std::string>& appList,
@@ -117,6 +138,7 @@ void OwnerlinkClientImpl::StartQueryAppStateThread(QuerySenders& infos,
         } catch (const std::exception& exception) {
             CLIENT_LOG(kFailure, "StartQueryAppStateThread failed, exception = %s.\n",
                        exception.what());
+            Abandon(info.promise);
         }
     }
 }

@@ -1,5 +1,6 @@
 #include "platform/hosted/connection_pool.h"
 
+#include <new>
 #include <utility>
 
 namespace hosted {
@@ -35,10 +36,14 @@ std::unique_ptr<ClientConnection> ConnectionPool::TakeLast(std::string_view name
 void ConnectionPool::GiveBack(std::unique_ptr<ClientConnection> connection)
 {
     connection->BeginFile();
-    const MutexLock lock(mutex_);
-    Kept& kept = KeptOf(connection->GetLife()->name);
-    if (kept.size() < kKeptPerName) {
-        kept.push_back(std::move(connection));
+    try {
+        const MutexLock lock(mutex_);
+        Kept& kept = KeptOf(connection->GetLife()->name);
+        if (kept.size() < kKeptPerName) {
+            kept.push_back(std::move(connection));
+        }
+    } catch (const std::bad_alloc&) {
+        return;  // it ends; its descriptor is closed as asked
     }
 }
 

@@ -1,6 +1,7 @@
 #include "platform/hosted/descriptor_table.h"
 
 #include <cerrno>
+#include <new>
 #include <utility>
 
 namespace hosted {
@@ -14,8 +15,13 @@ Outcome<int> DescriptorTable::Insert(DescriptorRange range, OpenFile file)
         return Outcome<int>::Failed(EMFILE);
     }
     const auto index = static_cast<size_t>(*slot);
-    while (index >= entries.descriptors.size()) {  // more than one after a failed allocation
-        entries.descriptors.push_back(std::make_unique<Descriptor>());
+    try {
+        while (index >= entries.descriptors.size()) {
+            entries.descriptors.push_back(std::make_unique<Descriptor>());
+        }
+    } catch (const std::bad_alloc&) {
+        entries.slots.Release(*slot);
+        throw;
     }
     Descriptor& descriptor = *entries.descriptors[index];
     descriptor.file = std::move(file);

@@ -1,16 +1,23 @@
 // How the owner's server takes in connections, and what it does when there are too many of them.
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <memory>
+#include <new>
+#include <utility>
 
 #include "platform/hosted/hosted_log.h"
 #include "platform/hosted/owner_server.h"
 #include "platform/hosted/peer_credentials.h"
 #include "platform/hosted/refusal_message.h"
 #include "platform/hosted/socket_address.h"
+#include "platform/hosted/spare_fd.h"
 
 namespace hosted {
 namespace {
+
+constexpr int kShortagePauseMs = 100;
 
 UniqueFd Accept(const OwnerService& service)
 {
@@ -23,6 +30,16 @@ bool IsShortage(int error)
     return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
+// False when it could not even be accepted.
+bool RefuseNext(const OwnerService& service)
+{
+    const UniqueFd next = Accept(service);
+    if (next) {
+        SendRefusal(next.Get(), EBUSY);
+    }
+    return next || !IsShortage(errno);
+}
+
 void LogRefusal(const OwnerService& service, const PeerCredentials& peer, const Refusal& refusal)
 {
     HOSTED_LOG(kLogError,
@@ -32,6 +49,25 @@ void LogRefusal(const OwnerService& service, const PeerCredentials& peer, const 
 }
 
 }  // namespace
+
+// Leaves the listener to the next thread, whatever has happened.
+class OwnerServer::ListenAgain {
+public:
+    ListenAgain(OwnerServer& server, OwnerService& service) : server_(server), service_(service) {}
+    ~ListenAgain()
+    {
+        const MutexLock lock(server_.mutex_);
+        if (service_.listener) {
+            server_.threads_.Rearm(service_.listener.Get(), &service_);
+        }
+    }
+    ListenAgain(const ListenAgain&) = delete;
+    ListenAgain& operator=(const ListenAgain&) = delete;
+
+private:
+    OwnerServer& server_;
+    OwnerService& service_;
+};
 
 void OwnerServer::AcceptFrom(OwnerService& service, MessageBuffer& buffer)
 {
@@ -56,6 +92,9 @@ UniqueFd OwnerServer::AcceptOne(OwnerService& service, bool* shortage)
     UniqueFd fd = Accept(service);
     *shortage = !fd && IsShortage(errno);
     if (!*shortage) {
+        if (!spare_) {
+            spare_ = MakeSpareFd();
+        }
         threads_.Rearm(service.listener.Get(), &service);
     }
     return fd;
@@ -83,8 +122,18 @@ OwnerConnection* OwnerServer::Admit(OwnerService& service, UniqueFd fd, MessageB
     connection->fd = std::move(fd);
     connection->peer = std::move(peer);
     connection->file.service = &service;
-    const MutexLock lock(mutex_);
-    connections_.insert(connection.get());
+    return Keep(std::move(connection));
+}
+
+OwnerConnection* OwnerServer::Keep(std::unique_ptr<OwnerConnection> connection)
+{
+    try {
+        const MutexLock lock(mutex_);
+        connections_.insert(connection.get());
+    } catch (const std::bad_alloc&) {
+        peers_.Leave(connection->peer);
+        throw;
+    }
     return connection.release();
 }
 
@@ -110,6 +159,7 @@ OwnerPeers::Admission OwnerServer::AdmitPeer(const PeerCredentials& credentials,
 // This process has no descriptor left: the client with the most connections pays with one.
 void OwnerServer::RelieveShortage(OwnerService& service, MessageBuffer& buffer)
 {
+    const ListenAgain listenAgain(*this, service);
     const std::shared_ptr<Peer> greediest = peers_.Greediest();
     OwnerConnection* const idle =
         TakeLongestIdle([&](const Peer& peer) { return &peer == greediest.get(); });
@@ -117,10 +167,6 @@ void OwnerServer::RelieveShortage(OwnerService& service, MessageBuffer& buffer)
         EndWithoutLoss(*idle, buffer);
     } else {
         ShedConnection(service);
-    }
-    const MutexLock lock(mutex_);
-    if (service.listener) {
-        threads_.Rearm(service.listener.Get(), &service);
     }
 }
 
@@ -130,11 +176,15 @@ void OwnerServer::ShedConnection(const OwnerService& service)
 {
     HOSTED_LOG(kLogError, "connection to %.128s refused: no descriptor left in this process",
                service.name.c_str());
-    const MutexLock lock(mutex_);
-    spare_.Reset();
-    const UniqueFd shed = Accept(service);
-    if (shed) {
-        SendRefusal(shed.Get(), EBUSY);
+    bool isShed = false;
+    {
+        const MutexLock lock(mutex_);
+        spare_.Reset();
+        isShed = RefuseNext(service);
+        spare_ = MakeSpareFd();
+    }
+    if (!isShed) {
+        poll(nullptr, 0, kShortagePauseMs);  // somebody else took the spare one
     }
 }
 

@@ -51,13 +51,16 @@ OwnerPeers::Admission OwnerPeers::Admit(const PeerCredentials& credentials)
 
 std::shared_ptr<Peer> OwnerPeers::Find(const PeerCredentials& credentials)
 {
-    std::shared_ptr<Peer>& peer = peers_[{credentials.process, credentials.user}];
-    if (peer == nullptr) {
-        peer = std::make_shared<Peer>();
-        peer->process = credentials.process;
-        peer->user = credentials.user;
-        peer->others = credentials.user == geteuid() ? nullptr : &users_[credentials.user];
+    const Key key(credentials.process, credentials.user);
+    const auto found = peers_.find(key);
+    if (found != peers_.end()) {
+        return found->second;
     }
+    auto peer = std::make_shared<Peer>();
+    peer->process = credentials.process;
+    peer->user = credentials.user;
+    peer->others = credentials.user == geteuid() ? nullptr : &users_[credentials.user];
+    peers_.emplace(key, peer);
     return peer;
 }
 

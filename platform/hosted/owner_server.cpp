@@ -54,14 +54,13 @@ private:
     OwnerServer& server_;
 };
 
-void OwnerServer::ThreadBody()
+void OwnerServer::ThreadBody(MessageBuffer& buffer)
 {
     OwnerServer& server = Instance();
-    const auto buffer = std::make_unique_for_overwrite<MessageBuffer>();
     EventSource* source = server.threads_.Wait();
     while (source != nullptr) {
         try {
-            server.ServeEvent(source, *buffer);
+            server.ServeEvent(source, buffer);
         } catch (const std::bad_alloc&) {
             HOSTED_LOG(kLogError, "a connection is lost: no memory%s", "");
         }

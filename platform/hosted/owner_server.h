@@ -21,13 +21,6 @@
 
 namespace hosted {
 
-// One thread's room for a message. The payload behind the header is aligned for any record.
-struct alignas(64) MessageBuffer {
-    std::byte bytes[kMaxMessage];
-
-    std::byte* Payload() { return bytes + sizeof(MessageHeader); }
-};
-
 class OwnerServer {
 public:
     // Built at the first registration, never destroyed.
@@ -49,8 +42,9 @@ public:
 private:
     enum class Received { kMessage, kNothing, kEnd };
     class RunningHook;
+    class ListenAgain;
 
-    static void ThreadBody();
+    static void ThreadBody(MessageBuffer& buffer);
     static int HooksOnThisThread();
     void ServeEvent(EventSource* source, MessageBuffer& buffer);
 
@@ -58,6 +52,7 @@ private:
     UniqueFd AcceptOne(OwnerService& service, bool* shortage) HOSTED_EXCLUDES(mutex_);
     OwnerConnection* Admit(OwnerService& service, UniqueFd fd, MessageBuffer& buffer)
         HOSTED_EXCLUDES(mutex_);
+    OwnerConnection* Keep(std::unique_ptr<OwnerConnection> connection) HOSTED_EXCLUDES(mutex_);
     OwnerPeers::Admission AdmitPeer(const PeerCredentials& credentials, MessageBuffer& buffer)
         HOSTED_EXCLUDES(mutex_);
     void RelieveShortage(OwnerService& service, MessageBuffer& buffer) HOSTED_EXCLUDES(mutex_);

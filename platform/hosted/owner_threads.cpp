@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "platform/hosted/hosted_log.h"
 
@@ -16,24 +18,38 @@ namespace {
 
 constexpr int kIdleMs = 1000;  // after which a thread too many ends
 
-void* RunBody(void* body)
+// Made ahead of the thread: one that found no memory for its buffer could only end, and others
+// would count on it.
+struct Start {
+    OwnerThreads::Body body;
+    MessageBuffer buffer;
+};
+
+void* Run(void* argument)
 {
+    const std::unique_ptr<Start> start(static_cast<Start*>(argument));
     pthread_setname_np(pthread_self(), "ownerlink-owner");
-    reinterpret_cast<OwnerThreads::Body>(body)();
+    start->body(start->buffer);
     return nullptr;
 }
 
 // Signals are the host's: its handlers run on threads that it knows.
 int StartDetached(OwnerThreads::Body body)
 {
+    std::unique_ptr<Start> start(new (std::nothrow) Start);
+    if (start == nullptr) {
+        return ENOMEM;
+    }
+    start->body = body;
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
     pthread_t thread;
-    const int error = pthread_create(&thread, nullptr, RunBody, reinterpret_cast<void*>(body));
+    const int error = pthread_create(&thread, nullptr, Run, start.get());
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (error == 0) {
+        (void)start.release();
         pthread_detach(thread);
     }
     return error;

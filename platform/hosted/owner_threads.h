@@ -7,8 +7,9 @@
 #define OWNERLINK_PLATFORM_HOSTED_OWNER_THREADS_H
 
 #include <atomic>
-#include <functional>
+#include <cstddef>
 
+#include "platform/hosted/message.h"
 #include "platform/hosted/owner_service.h"
 #include "platform/hosted/unique_fd.h"
 
@@ -20,9 +21,16 @@ inline constexpr int kSpareThreads = 16;               // beyond those, while re
 inline constexpr int kWaitingThreads = 2;              // kept when nothing is to be done
 inline constexpr int kStickyThreads = 128;  // above, no thread stays with a silent connection
 
+// One thread's room for a message. The payload behind the header is aligned for any record.
+struct alignas(64) MessageBuffer {
+    std::byte bytes[kMaxMessage];
+
+    std::byte* Payload() { return bytes + sizeof(MessageHeader); }
+};
+
 class OwnerThreads {
 public:
-    using Body = void (*)();
+    using Body = void (*)(MessageBuffer& buffer);
 
     // Makes the epoll and the first threads, each of which runs `body`. 0 or an errno number. Not
     // to be called by two threads at once.

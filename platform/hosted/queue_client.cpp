@@ -1,6 +1,8 @@
 #include "platform/hosted/queue_client.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -38,8 +40,11 @@ Outcome<int> QueueClient::Open(std::string_view name)
         return Outcome<int>::Failed(EMFILE);
     }
     const auto index = static_cast<size_t>(*slot);
-    if (index >= subscriptions_.size()) {
-        subscriptions_.resize(index + 1);
+    try {
+        subscriptions_.resize(std::max(subscriptions_.size(), index + 1));
+    } catch (const std::bad_alloc&) {
+        slots_.Release(*slot);
+        throw;
     }
     subscriptions_[index] = std::move(subscription);
     return Succeeded(NumberOf({DescriptorRange::kQueue, *slot}));

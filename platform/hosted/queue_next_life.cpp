@@ -25,16 +25,14 @@ std::string ParentOf(const std::string& path)
 
 }  // namespace
 
-NextLifeWatch::NextLifeWatch()
-    : inotify_(UniqueFd::Make([] { return inotify_init1(IN_CLOEXEC | IN_NONBLOCK); }))
-{
-}
-
 // A directory that is made between the look at it and the watch above it would be missed, hence the
 // second look.
 bool NextLifeWatch::Renew()
 {
     const std::string& directory = RuntimeDirPath();
+    if (!inotify_) {  // the first time, or there was no descriptor for it
+        inotify_ = UniqueFd::Make([] { return inotify_init1(IN_CLOEXEC | IN_NONBLOCK); });
+    }
     if (!inotify_ || directory.empty()) {
         return false;
     }

@@ -12,8 +12,6 @@ namespace hosted {
 // Belongs to one thread.
 class NextLifeWatch {
 public:
-    NextLifeWatch();
-
     // To be called before each look: what changes afterwards ends the next `Wait`. False when the
     // kernel cannot watch, so that the caller must look again by itself.
     bool Renew();

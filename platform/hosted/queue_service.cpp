@@ -1,6 +1,5 @@
 #include "platform/hosted/queue_service.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -16,6 +15,7 @@
 #include "platform/hosted/queue_store.h"
 #include "platform/hosted/queue_thread.h"
 #include "platform/hosted/runtime_dir.h"
+#include "platform/hosted/spare_fd.h"
 
 namespace hosted {
 namespace {
@@ -27,11 +27,6 @@ thread_local bool isOnThread = false;
 bool IsShortage(int error)
 {
     return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-}
-
-UniqueFd MakeSpare()
-{
-    return UniqueFd::Make([] { return open("/dev/null", O_RDONLY | O_CLOEXEC); });
 }
 
 void SendVerdict(const UniqueFd& socket, int error)
@@ -68,7 +63,7 @@ int QueueService::Start(UniqueFd listener, std::function<void()> onEnd)
         return errno;
     }
     listener_ = std::move(listener);
-    spare_ = MakeSpare();
+    spare_ = MakeSpareFd();
     Watch(listener_.Get());
     Watch(stopEvent_.Get());
     return StartThread("ownerlink-queue", [this, onEnd = std::move(onEnd)] {
@@ -131,6 +126,10 @@ void QueueService::Serve(int fd)
         }
     } catch (const std::bad_alloc&) {
         HOSTED_LOG(kLogError, "a subscription to %.128s is lost: no memory", name_.c_str());
+        const auto found = subscribers_.find(fd);
+        if (found != subscribers_.end()) {
+            End(*found->second);
+        }
     }
 }
 
@@ -155,13 +154,15 @@ void QueueService::ShedOne()
     HOSTED_LOG(kLogError, "subscription to %.128s refused: no descriptor left in this process",
                name_.c_str());
     spare_.Reset();
-    const UniqueFd shed = Accept();
-    if (shed) {
-        SendVerdict(shed, EBUSY);
-    } else {
-        poll(nullptr, 0, kShortagePauseMs);  // somebody else took the spare one
+    {
+        const UniqueFd shed = Accept();
+        if (shed) {
+            SendVerdict(shed, EBUSY);
+        } else {
+            poll(nullptr, 0, kShortagePauseMs);  // somebody else took the spare one
+        }
     }
-    spare_ = MakeSpare();
+    spare_ = MakeSpareFd();
 }
 
 void QueueService::Admit(UniqueFd socket)

@@ -24,6 +24,12 @@ namespace {
 constexpr int kShortestPauseMs = 1000;
 constexpr int kLongestPauseMs = 60000;
 
+// What ends without the owner's doing, and may do so at any moment.
+bool IsOwnShortage(int error)
+{
+    return error == ENOMEM || error == EMFILE || error == ENFILE;
+}
+
 struct ReaderSystem {
     static std::chrono::steady_clock::time_point Now() { return std::chrono::steady_clock::now(); }
     static void Nap(std::chrono::microseconds time) { std::this_thread::sleep_for(time); }
@@ -52,10 +58,15 @@ int QueueSubscription::StartReading(const std::shared_ptr<QueueSubscription>& se
     }
     self->number_ = number;
     self->callback_ = callback;
-    self->entry_.reserve(kMaxBlockSize);
-    int error = EndWatch::Instance().Watch(self->CurrentLink());
-    if (error == 0) {
-        error = StartThread("ownerlink-read", [self] { self->Run(); });
+    int error = ENOMEM;
+    try {
+        self->entry_.reserve(kMaxBlockSize);
+        error = EndWatch::Instance().Watch(self->CurrentLink());
+        if (error == 0) {
+            error = StartThread("ownerlink-read", [self] { self->Run(); });
+        }
+    } catch (const std::bad_alloc&) {
+        error = ENOMEM;
     }
     if (error != 0) {
         self->isReading_.store(false);
@@ -137,8 +148,8 @@ void QueueSubscription::AttachToNextLife(uint64_t former)
     lastError_ = 0;
     pauseMs_ = kShortestPauseMs;
     while (!isClosing_.load()) {
-        const bool isWatching = watch.Renew();
-        const int error = TryNextLife(former);
+        bool isWatching = false;
+        const int error = TryNextLife(former, watch, &isWatching);
         if (error == 0) {
             HOSTED_LOG(kLogWarning, "the owner of %.128s is back: its events go on", name_.c_str());
             return;
@@ -149,19 +160,22 @@ void QueueSubscription::AttachToNextLife(uint64_t former)
     }
 }
 
-int QueueSubscription::TryNextLife(uint64_t former)
+int QueueSubscription::TryNextLife(uint64_t former, NextLifeWatch& watch, bool* isWatching)
 {
     try {
+        *isWatching = watch.Renew();
         QueueLink::Opened next = QueueLink::Open(name_, former);
         if (!next) {
             return next.error;
         }
-        const MutexLock lock(mutex_);
-        link_ = std::move(next.value);
+        {
+            const MutexLock lock(mutex_);
+            link_ = std::move(next.value);
+        }
+        return EndWatch::Instance().Watch(CurrentLink());
     } catch (const std::bad_alloc&) {
         return ENOMEM;
     }
-    return EndWatch::Instance().Watch(CurrentLink());
 }
 
 // How long to wait for a sign: for ever when no owner is up, for a while when it turns us away.
@@ -174,6 +188,9 @@ int QueueSubscription::PauseAfter(int error, bool isWatching)
         HOSTED_LOG(kLogError, "the owner of %.128s does not let this process in: %s", name_.c_str(),
                    strerror(error));
         lastError_ = error;
+    }
+    if (IsOwnShortage(error)) {
+        return kShortestPauseMs;
     }
     return std::exchange(pauseMs_, std::min(2 * pauseMs_, kLongestPauseMs));
 }

@@ -46,7 +46,8 @@ private:
     void ReadLife(QueueLink& link);
     void Deliver();
     void AttachToNextLife(uint64_t former);
-    int TryNextLife(uint64_t former) HOSTED_EXCLUDES(mutex_);
+    int TryNextLife(uint64_t former, NextLifeWatch& watch, bool* isWatching)
+        HOSTED_EXCLUDES(mutex_);
     int PauseAfter(int error, bool isWatching);
     std::shared_ptr<QueueLink> CurrentLink() HOSTED_EXCLUDES(mutex_);
 

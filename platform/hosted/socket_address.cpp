@@ -7,6 +7,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
@@ -37,7 +38,9 @@ UniqueFd MakeSocket(int flags)
 {
     UniqueFd fd =
         UniqueFd::Make([&] { return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0); });
-    MakeRoomForMessages(fd.Get());
+    if (fd) {  // else errno says why
+        MakeRoomForMessages(fd.Get());
+    }
     return fd;
 }
 
@@ -61,12 +64,14 @@ void SetSendTimeout(int fd, int waitMs)
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
 }
 
-// An interrupted connect has joined no queue and may be repeated with what is left of the time.
+// An interrupted connect has joined no queue and may be repeated with what is left of the time. One
+// is made also when the time has gone by on the way here: only the backlog may be said to be full.
 int ConnectBefore(const Deadline& deadline, int fd, const sockaddr_un& address)
 {
-    int waitMs = deadline.RemainingMs();
+    constexpr int kShortestMs = 1;  // 0 would wait for ever
+    int waitMs = std::max(deadline.RemainingMs(), kShortestMs);
     while (waitMs > 0) {
-        SetSendTimeout(fd, waitMs);  // 0 would wait for ever
+        SetSendTimeout(fd, waitMs);
         if (connect(fd, Generic(address), sizeof address) == 0) {
             return 0;
         }

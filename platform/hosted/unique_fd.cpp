@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 
 namespace hosted {
 
@@ -12,13 +13,18 @@ FdRegistry& FdRegistry::Instance()
     return *registry;
 }
 
-void FdRegistry::Add(int fd)
+bool FdRegistry::Add(int fd)
 {
     const auto index = static_cast<size_t>(fd);
-    if (index >= held_.size()) {
-        held_.resize(index + 64);
+    try {
+        if (index >= held_.size()) {
+            held_.resize(index + 64);
+        }
+    } catch (const std::bad_alloc&) {
+        return false;
     }
     held_[index] = true;
+    return true;
 }
 
 void FdRegistry::Close(int fd, uint32_t generation)

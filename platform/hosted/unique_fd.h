@@ -3,6 +3,7 @@
 #define OWNERLINK_PLATFORM_HOSTED_UNIQUE_FD_H
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <vector>
 
@@ -15,7 +16,8 @@ class FdRegistry {
 public:
     static FdRegistry& Instance();
 
-    void Add(int fd) HOSTED_REQUIRES(mutex);
+    // False when there is no memory to note it.
+    bool Add(int fd) HOSTED_REQUIRES(mutex);
     // Closes `fd` unless the process has forked since `generation`: then it is closed already, and
     // the number may be somebody else's.
     void Close(int fd, uint32_t generation) HOSTED_EXCLUDES(mutex);
@@ -40,17 +42,23 @@ public:
     ~UniqueFd() { Reset(); }
 
     // Holds what `create` returns. It runs with the registry locked, so that no fork falls between
-    // the system call and the note of its result; hence it must not block.
+    // the system call and the note of its result; hence it must not block. Without the memory to
+    // note it nothing is held, and errno is ENOMEM.
     template <typename Create>
     static UniqueFd Make(Create create)
     {
         FdRegistry& registry = FdRegistry::Instance();
         UniqueFd made;
-        const MutexLock lock(registry.mutex);
-        made.fd_ = create();
-        made.generation_ = registry.Generation();
-        if (made.fd_ >= 0) {
-            registry.Add(made.fd_);
+        bool isNoted = true;
+        {
+            const MutexLock lock(registry.mutex);
+            made.fd_ = create();
+            made.generation_ = registry.Generation();
+            isNoted = made.fd_ < 0 || registry.Add(made.fd_);
+        }
+        if (!isNoted) {
+            made.Reset();
+            errno = ENOMEM;
         }
         return made;
     }
