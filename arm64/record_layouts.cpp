@@ -1,6 +1,6 @@
 // Prints the layout of every record that crosses the library's borders: those of the public headers
 // and of the platform's interface, and what the hosted platform sends or keeps in shared memory.
-// `abi/check` compares it with what is stored, `arm64/run` with what the build for Arm prints.
+// `arm64/run` compares what the builds for two machines print.
 #include <ownerlink/client.h>
 #include <ownerlink/process_manager.h>
 #include <ownerlink/records.h>
