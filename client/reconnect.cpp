@@ -14,6 +14,7 @@
 #include "client/client_unit.h"
 #include "foundation/ordered_walk.h"
 #include "foundation/plain_field.h"
+#include "foundation/trace_points.h"
 
 namespace Ownerlink {
 namespace {
@@ -89,6 +90,7 @@ void OwnerlinkClientImpl::InitConnectionToOwner()
             continue;
         }
         const int fd = open(resFileName.c_str(), O_RDONLY);
+        ProcMgr::trace::Open(resFileName.c_str(), fd);
         if (fd < 0) {
             const int error = errno;
             CLIENT_LOG(kFailure, "Init connection to owner, open failed. file=%s err=%d",
@@ -177,6 +179,7 @@ int OwnerlinkClientImpl::ReopenOwner(const std::string& resFileName) const
     CLIENT_LOG(kProgress, "Ss begin connect server. (file=%s)", resFileName.c_str());
     while (!LoadPlain(isExiting_)) {
         const int fd = open(resFileName.c_str(), O_RDONLY);
+        ProcMgr::trace::Open(resFileName.c_str(), fd);
         if (fd > 0) {
             return fd;
         }

@@ -11,6 +11,7 @@
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
 #include "foundation/text_reader.h"
+#include "foundation/trace_points.h"
 #include "platform/securec.h"
 #include "wire/record_limits.h"
 
@@ -88,6 +89,7 @@ bool OwnerlinkClientImpl::SendRequestToOwnerByVfs(OwnerlinkRequestType type,
 int OwnerlinkClientImpl::OpenOwner(const std::string& resFileName) const
 {
     int fd = open(resFileName.c_str(), O_RDWR);
+    ProcMgr::trace::Open(resFileName.c_str(), fd);
     if (fd < 0) {
         int error = errno;
         fd = RetryOpen(resFileName, error);
@@ -112,6 +114,7 @@ int OwnerlinkClientImpl::RetryOpen(const std::string& resFileName, int& error) c
             return fd;
         }
         fd = open(resFileName.c_str(), O_RDWR);
+        ProcMgr::trace::Open(resFileName.c_str(), fd);
         if (fd >= 0) {
             CLIENT_MILESTONE(
                 "SendRequestToOwnerByVfs, open succ after retry %d times. "
@@ -146,7 +149,9 @@ bool OwnerlinkClientImpl::Exchange(OwnerlinkRequestType type, int fd,
 {
     CLIENT_LOG(kProgress, "SendRequestToOwnerByVfs, ioctl begins. (fd=%d,resFileName=%s)", fd,
                resFileName.c_str());
+    ProcMgr::trace::Send(resFileName.c_str(), type, fd, timedOut_);
     const long ret = ioctl(fd, type, &arg);
+    ProcMgr::trace::Receive(resFileName.c_str(), type, fd, ret);
     if (ret < 0) {
         const int error = errno;
         CLIENT_LOG(kFailure,

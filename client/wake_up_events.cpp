@@ -7,6 +7,7 @@
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
 #include "foundation/text_reader.h"
+#include "foundation/trace_points.h"
 #include "platform/iam_queue.h"
 
 namespace Ownerlink {
@@ -23,6 +24,7 @@ bool OwnerlinkClientImpl::RegSysmonitorEventImpl(std::function<void(const SysEve
         return false;
     }
     sysEventFd_ = open(kSysEventFile.c_str(), O_RDONLY);
+    ProcMgr::trace::Open(kSysEventFile.c_str(), sysEventFd_);
     if (sysEventFd_ < 0) {
         CLIENT_LOG(kFailure, "WakeUpEvent Open file failed. resFile=%s fd=%d",
                    kSysEventFile.c_str(), sysEventFd_);
@@ -78,6 +80,7 @@ void OwnerlinkClientImpl::HandleWakeupData(const SysEvent& event)
                    "WakeUpEvent HandleWakeupData failed, regSysmonitorEventCb_ is nullptr");
         return;
     }
+    ProcMgr::trace::EventDelivery(kSysEventFile.c_str(), event.state);
     regSysmonitorEventCb_(event);
 }
 

@@ -70,14 +70,15 @@ bool OwnerlinkServerImpl::CallChangeApp(std::vector<AppInfo> appList,
 {
     const ChangeLists lists = Sort(std::move(appList));
     if (const auto callback = Copy(changeAppTimeoutCb_)) {
-        const bool verdict =
-            callback(lists.terminate, lists.start, lists.restart, results, timeOut);
+        const bool verdict = CallOwner(CHANGE_APP, callback, lists.terminate, lists.start,
+                                       lists.restart, results, timeOut);
         SERVER_LOG(GRP_LOG_WARN, "ChangeAppState with timeout callback end. ret=%u(%s)",
                    static_cast<unsigned>(verdict), VerdictText(verdict));
         return verdict;
     }
     if (const auto callback = Copy(changeAppCb_)) {
-        const bool verdict = callback(lists.terminate, lists.start, lists.restart, results);
+        const bool verdict =
+            CallOwner(CHANGE_APP, callback, lists.terminate, lists.start, lists.restart, results);
         SERVER_LOG(GRP_LOG_WARN, "ChangeAppState callback end. ret=%u(%s)",
                    static_cast<unsigned>(verdict), VerdictText(verdict));
         return verdict;

@@ -21,7 +21,7 @@ void OwnerlinkServerImpl::ReloadCfg(OwnerlinkResponseMsg& response)
 {
     bool verdict = false;
     if (const auto callback = Copy(reloadCb_)) {
-        verdict = callback();
+        verdict = CallOwner(RELOAD_CFG, callback);
         SERVER_LOG(GRP_LOG_WARN, "Reload cfg callback end. ret=%u", static_cast<unsigned>(verdict));
     } else {
         SERVER_LOG(GRP_LOG_ERROR, "Reload cfg failed, callback is nullptr");
@@ -38,7 +38,7 @@ void OwnerlinkServerImpl::DumpHandle(OwnerlinkResponseMsg& response)
 {
     bool verdict = false;
     if (const auto callback = Copy(dumpCb_)) {
-        verdict = callback();
+        verdict = CallOwner(DUMP_APP, callback);
         SERVER_LOG(GRP_LOG_WARN, "DumpHandle callback end. ret=%u", static_cast<unsigned>(verdict));
     } else {
         SERVER_LOG(GRP_LOG_ERROR, "DumpHandle failed, callback is nullptr");
@@ -53,7 +53,7 @@ void OwnerlinkServerImpl::StopAllApp(OwnerlinkResponseMsg& response)
 {
     bool verdict = false;
     if (const auto callback = Copy(stopAllAppCb_)) {
-        verdict = callback();
+        verdict = CallOwner(STOP_ALL_APP, callback);
         SERVER_LOG(GRP_LOG_WARN, "StopAllApp callback end. ret=%u", static_cast<unsigned>(verdict));
     } else {
         SERVER_LOG(GRP_LOG_ERROR, "StopAllApp failed, callback is nullptr");
@@ -69,7 +69,7 @@ void OwnerlinkServerImpl::QueryAppList(OwnerlinkResponseMsg& response)
     bool verdict = false;
     std::vector<std::string> appList;
     if (const auto callback = Copy(queryAppListCb_)) {
-        verdict = callback(appList);
+        verdict = CallOwner(QUERY_APP_LIST, callback, appList);
         SERVER_LOG(GRP_LOG_WARN, "QueryAppList callback end. ret=%u",
                    static_cast<unsigned>(verdict));
     } else {

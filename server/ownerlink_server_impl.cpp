@@ -62,6 +62,7 @@ int OwnerlinkServerImpl::RegisterResService(const std::string& resFileName)
     if (LoadPlain(resServiceRegistered_)) {
         return 0;
     }
+    resFileName_ = resFileName;
     const IAMServiceDesc desc{resFileName.c_str(), &ops, GetVfsServiceTimeout()};
     SERVER_LOG(GRP_LOG_WARN, "RegisterVfsService begin. serviceName=%s", resFileName.c_str());
     const int ret = IAMRegisterService(&desc);

@@ -12,9 +12,11 @@
 #include <chrono>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "foundation/mutex.h"
+#include "foundation/trace_points.h"
 #include "platform/iam_file.h"
 #include "platform/iam_queue.h"
 
@@ -90,6 +92,17 @@ private:
         return slot;
     }
 
+    // Calls an owner's callback between its two trace points.
+    template <typename CallBack, typename... Arguments>
+    bool CallOwner(OwnerlinkRequestType command, const CallBack& callback,
+                   Arguments&&... arguments) const
+    {
+        trace::CallbackBegin(resFileName_.c_str(), command);
+        const bool verdict = callback(std::forward<Arguments>(arguments)...);
+        trace::CallbackEnd(resFileName_.c_str(), command, verdict);
+        return verdict;
+    }
+
     static int CopyOut(const OwnerlinkResponseMsg& response, const IAMIoctlArg& arg);
     void Dispatch(unsigned int cmd, const OwnerlinkRequestMsg* request,
                   OwnerlinkResponseMsg& response);
@@ -114,6 +127,7 @@ private:
     bool CallVerifyApp(const OwnerlinkRequestMsg* request);
 
     bool resServiceRegistered_ = false;  // plain: set by a registration, cleared by the destructor
+    std::string resFileName_;  // set before the platform knows of it, and no more once it does
     ChangeAppCallBack changeAppCb_;
     ChangeAppTimeoutCallBack changeAppTimeoutCb_;
     CommandCallBack reloadCb_;

@@ -57,8 +57,8 @@ void OwnerlinkServerImpl::QueryAppState(const OwnerlinkRequestMsg* request,
             SERVER_LOG(GRP_LOG_ERROR, "QueryAppState DeserializeMessage failed");
             return;
         }
-        verdict =
-            callback(query.appList, appStatus, request->timeout, static_cast<int>(query.queryType));
+        verdict = CallOwner(QUERY_APP_STATE, callback, query.appList, appStatus, request->timeout,
+                            static_cast<int>(query.queryType));
         SERVER_LOG(GRP_LOG_INFO, "QueryAppState callback end. ret=%u",
                    static_cast<unsigned>(verdict));
     } else {
@@ -98,7 +98,7 @@ bool OwnerlinkServerImpl::CallVerifyApp(const OwnerlinkRequestMsg* request)
         SERVER_LOG(GRP_LOG_WARN, "VerifyApp receive changeRecord name=%s opt=%s", name.c_str(),
                    GetOptionType(optionType).c_str());
     }
-    const bool verdict = callback(record);
+    const bool verdict = CallOwner(VERIFY_APP, callback, record);
     SERVER_LOG(GRP_LOG_WARN, "VerifyApp callback end. ret=%u", static_cast<unsigned>(verdict));
     return verdict;
 }

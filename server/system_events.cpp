@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "foundation/trace_points.h"
 #include "server/ownerlink_server_impl.h"
 #include "server/result_codes.h"
 #include "server/server_unit.h"
@@ -133,6 +134,7 @@ int OwnerlinkServerImpl::ReportSysEvent(const SysEvent& event)
             continue;
         }
         SERVER_LOG(GRP_LOG_INFO, "ReportSysEvent. (state=%u,file=%s)", event.state, NameOf(*file));
+        trace::EventReport(NameOf(*file), event.state);
         const int failure = ReportTo(*file, pool, text);
         if (failure != 0) {
             result = failure;

@@ -71,7 +71,7 @@ bool OwnerlinkServerImpl::CallSetSystemState(int state, int timeOut)
     if (const auto callback = Copy(setSystemStateTimeoutCb_)) {
         SERVER_LOG(GRP_LOG_WARN, "SetSystemStateHandle with timeout callback begin. state=%d(%s)",
                    state, StateText(state).c_str());
-        const bool verdict = callback(state, timeOut);
+        const bool verdict = CallOwner(SET_SYSTEM_STATE, callback, state, timeOut);
         SERVER_LOG(GRP_LOG_WARN, "SetSystemStateHandle with timeout callback end. ret=%u",
                    static_cast<unsigned>(verdict));
         return verdict;
@@ -79,7 +79,7 @@ bool OwnerlinkServerImpl::CallSetSystemState(int state, int timeOut)
     if (const auto callback = Copy(setSystemStateCb_)) {
         SERVER_LOG(GRP_LOG_WARN, "SetSystemStateHandle callback begin. state=%d(%s)", state,
                    StateText(state).c_str());
-        const bool verdict = callback(state);
+        const bool verdict = CallOwner(SET_SYSTEM_STATE, callback, state);
         SERVER_LOG(GRP_LOG_WARN, "SetSystemStateHandle callback end. ret=%u",
                    static_cast<unsigned>(verdict));
         return verdict;
@@ -124,7 +124,7 @@ bool OwnerlinkServerImpl::CallCancelSuspendPre(int timeOut)
         return false;
     }
     SERVER_LOG(GRP_LOG_WARN, "CancelSuspendStateHandle with timeout callback begin.");
-    const bool verdict = callback(WORKING, timeOut);
+    const bool verdict = CallOwner(CANCEL_SUSPEND, callback, WORKING, timeOut);
     SERVER_LOG(GRP_LOG_WARN, "CancelSuspendStateHandle with timeout callback end. ret=%u",
                static_cast<unsigned>(verdict));
     return verdict;

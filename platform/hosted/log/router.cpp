@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <string>
 
 #include "platform/hosted/log/journal_stream.h"
@@ -153,8 +154,12 @@ bool Router::Flush()
 void Router::NameOwner(const std::string& name)
 {
     const MutexLock lock(mutex_);
-    for (Outlet& outlet : Instance().outlets_) {
-        outlet.NameOwner(name);
+    try {
+        for (Outlet& outlet : Instance().outlets_) {
+            outlet.NameOwner(name);
+        }
+    } catch (const std::exception&) {
+        return;  // published it is all the same; its records lack a field
     }
 }
 
