@@ -51,8 +51,9 @@ int CheckWriter(const RuntimeDir& directory, int fd, const std::string& file)
         return errno;
     }
     const bool trusted = status.st_uid == directory.owner || status.st_uid == 0;
-    if (!S_ISREG(status.st_mode) || !trusted) {
-        HOSTED_LOG(kLogError, "endpoint %s refused: written by user %u, mode %o", file.c_str(),
+    const bool othersMayWrite = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+    if (!S_ISREG(status.st_mode) || !trusted || othersMayWrite) {
+        HOSTED_LOG(kLogError, "endpoint %s refused: of user %u, mode %o", file.c_str(),
                    status.st_uid, status.st_mode);
         return EACCES;
     }

@@ -38,17 +38,51 @@ void LeaveTable(const std::string& file)
     Held().files.erase(file);
 }
 
-UniqueFd OpenLockFile(const RuntimeDir& directory, const std::string& file)
+UniqueFd OpenAt(const RuntimeDir& directory, const std::string& file, int flags)
 {
-    UniqueFd fd = UniqueFd::Make([&] {
-        return openat(directory.fd.Get(), file.c_str(),
-                      O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kLockMode);
-    });
-    if (fd && geteuid() == 0 && directory.owner != 0) {
-        // What root makes here the directory's user must be able to lock later.
+    constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+    return UniqueFd::Make(
+        [&] { return openat(directory.fd.Get(), file.c_str(), kFlags | flags, kLockMode); });
+}
+
+// What root has just made the directory's user must be able to lock later. Never a file that was
+// there before: it may be another name of one that is not to be given away.
+UniqueFd MakeLockFile(const RuntimeDir& directory, const std::string& file)
+{
+    UniqueFd fd = OpenAt(directory, file, O_CREAT | O_EXCL);
+    if (fd && directory.owner != geteuid()) {
         (void)!fchown(fd.Get(), directory.owner, static_cast<gid_t>(-1));
     }
     return fd;
+}
+
+UniqueFd OpenLockFile(const RuntimeDir& directory, const std::string& file)
+{
+    UniqueFd fd = OpenAt(directory, file, 0);
+    return !fd && errno == ENOENT ? MakeLockFile(directory, file) : std::move(fd);
+}
+
+// 0 or EACCES.
+int CheckLockFile(const RuntimeDir& directory, int fd, const std::string& file)
+{
+    struct stat status = {};
+    const bool isKnown = fstat(fd, &status) == 0;
+    const bool isTrusted = status.st_uid == directory.owner || status.st_uid == 0;
+    if (isKnown && isTrusted && S_ISREG(status.st_mode) && status.st_nlink <= 1) {
+        return 0;
+    }
+    HOSTED_LOG(kLogError, "lock file %s refused: of user %u, mode %o, %lu links", file.c_str(),
+               status.st_uid, status.st_mode, static_cast<unsigned long>(status.st_nlink));
+    return EACCES;
+}
+
+int ErrorOfOpen(const std::string& file, int error)
+{
+    if (error != ELOOP) {
+        return error;
+    }
+    HOSTED_LOG(kLogError, "lock file %s refused: it is a link", file.c_str());
+    return EACCES;
 }
 
 struct flock WholeFile()
@@ -86,21 +120,33 @@ bool IsStillInPlace(const RuntimeDir& directory, int fd, const std::string& file
            locked.st_ino == named.st_ino && locked.st_dev == named.st_dev;
 }
 
+// Once: EAGAIN when somebody else made or replaced the file meanwhile.
+Outcome<UniqueFd> TryToTakeFile(const RuntimeDir& directory, const std::string& file,
+                                std::string_view name)
+{
+    UniqueFd fd = OpenLockFile(directory, file);
+    if (!fd) {
+        return Outcome<UniqueFd>::Failed(errno == EEXIST ? EAGAIN : ErrorOfOpen(file, errno));
+    }
+    int error = CheckLockFile(directory, fd.Get(), file);
+    if (error == 0) {
+        error = LockFile(fd.Get(), name);
+    }
+    if (error == 0 && !IsStillInPlace(directory, fd.Get(), file)) {
+        error = EAGAIN;
+    }
+    return error == 0 ? Succeeded(std::move(fd)) : Outcome<UniqueFd>::Failed(error);
+}
+
 Outcome<UniqueFd> TakeFile(const RuntimeDir& directory, const std::string& file,
                            std::string_view name)
 {
-    while (true) {
-        UniqueFd fd = OpenLockFile(directory, file);
-        if (!fd) {
-            return Outcome<UniqueFd>::Failed(errno);
-        }
-        if (const int error = LockFile(fd.Get(), name); error != 0) {
-            return Outcome<UniqueFd>::Failed(error);
-        }
-        if (IsStillInPlace(directory, fd.Get(), file)) {
-            return Succeeded(std::move(fd));
-        }
+    constexpr int kAttempts = 100;  // against a directory's user who replaces the file for ever
+    Outcome<UniqueFd> taken = Outcome<UniqueFd>::Failed(EAGAIN);
+    for (int attempt = 0; attempt < kAttempts && taken.error == EAGAIN; ++attempt) {
+        taken = TryToTakeFile(directory, file, name);
     }
+    return taken;
 }
 
 }  // namespace

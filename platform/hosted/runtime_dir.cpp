@@ -12,6 +12,7 @@
 #include <memory>
 #include <vector>
 
+#include "platform/hosted/directory_trust.h"
 #include "platform/hosted/hosted_log.h"
 
 namespace hosted {
@@ -90,11 +91,23 @@ Outcome<RuntimeDir> CheckDirectory(UniqueFd fd, const std::string& path)
                    path.c_str(), status.st_mode & 07777U);
         return Outcome<RuntimeDir>::Failed(EACCES);
     }
-    return Succeeded(RuntimeDir{std::move(fd), status.st_uid});
+    RuntimeDir directory{std::move(fd), status.st_uid};
+    if (!IsWellPlaced(directory)) {
+        HOSTED_LOG(kLogError,
+                   "runtime directory %s refused: it is user %u's, where others may put one",
+                   path.c_str(), status.st_uid);
+        return Outcome<RuntimeDir>::Failed(EACCES);
+    }
+    return Succeeded(std::move(directory));
 }
 
+// Unless somebody has put another in its place.
 void GiveToGroup(int fd, const std::string& path)
 {
+    struct stat status = {};
+    if (fstat(fd, &status) != 0 || status.st_uid != geteuid()) {
+        return;
+    }
     const std::optional<gid_t> group = ConnectingGroup();
     if (group && fchown(fd, static_cast<uid_t>(-1), *group) != 0) {
         HOSTED_LOG(kLogWarning, "runtime directory %s cannot be given to group %s: %s",

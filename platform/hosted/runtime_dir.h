@@ -23,7 +23,8 @@ struct RuntimeDir {
 // Empty when the environment names none.
 const std::string& RuntimeDirPath();
 
-// For a client: ENOENT when there is none, EACCES when it is a link or open to other writers.
+// For a client: ENOENT when there is none, EACCES when it is a link or open to other writers, or a
+// third user's where anybody could have put it.
 Outcome<RuntimeDir> OpenRuntimeDir();
 
 // For an owner: as above, but makes a directory that is missing, and EACCES also when this process
