@@ -19,6 +19,8 @@ namespace {
 
 constexpr int kShortagePauseMs = 100;
 
+constexpr int kUnreadAnswers = 2;  // a client of ours has one
+
 UniqueFd Accept(const OwnerService& service)
 {
     return UniqueFd::Make(
@@ -118,7 +120,7 @@ OwnerConnection* OwnerServer::Admit(OwnerService& service, UniqueFd fd, MessageB
         SendRefusal(fd.Get(), EBUSY);
         return nullptr;
     }
-    MakeRoomForMessages(fd.Get());
+    MakeRoomForMessages(fd.Get(), kUnreadAnswers);
     connection->fd = std::move(fd);
     connection->peer = std::move(peer);
     connection->file.service = &service;
@@ -156,13 +158,13 @@ OwnerPeers::Admission OwnerServer::AdmitPeer(const PeerCredentials& credentials,
     return peers_.Admit(credentials);
 }
 
-// This process has no descriptor left: the client with the most connections pays with one.
+// This process has no descriptor left: the user with the most connections pays with one.
 void OwnerServer::RelieveShortage(OwnerService& service, MessageBuffer& buffer)
 {
     const ListenAgain listenAgain(*this, service);
-    const std::shared_ptr<Peer> greediest = peers_.Greediest();
+    const std::optional<uid_t> greediest = peers_.GreediestUser();
     OwnerConnection* const idle =
-        TakeLongestIdle([&](const Peer& peer) { return &peer == greediest.get(); });
+        TakeLongestIdle([&](const Peer& peer) { return peer.user == greediest; });
     if (idle != nullptr) {
         EndWithoutLoss(*idle, buffer);
     } else {

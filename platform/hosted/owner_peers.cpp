@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace hosted {
 namespace {
 
@@ -76,16 +78,18 @@ void OwnerPeers::Leave(const std::shared_ptr<Peer>& peer)
     }
 }
 
-std::shared_ptr<Peer> OwnerPeers::Greediest()
+// By user: many processes with few connections each are as greedy as one with many.
+std::optional<uid_t> OwnerPeers::GreediestUser()
 {
     const MutexLock lock(mutex_);
-    std::shared_ptr<Peer> greediest;
+    std::map<uid_t, int> sums;
     for (const auto& [key, peer] : peers_) {
-        if (greediest == nullptr || peer->connections.Count() > greediest->connections.Count()) {
-            greediest = peer;
-        }
+        sums[peer->user] += peer->connections.Count();
     }
-    return greediest;
+    const auto greediest = std::max_element(
+        sums.begin(), sums.end(),
+        [](const auto& left, const auto& right) { return left.second < right.second; });
+    return greediest != sums.end() ? std::optional<uid_t>(greediest->first) : std::nullopt;
 }
 
 void OwnerPeers::LockForFork() HOSTED_TSA(no_thread_safety_analysis)

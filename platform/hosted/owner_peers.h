@@ -7,6 +7,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "platform/hosted/mutex.h"
@@ -72,8 +73,8 @@ public:
     Admission Admit(const PeerCredentials& credentials) HOSTED_EXCLUDES(mutex_);
     void Leave(const std::shared_ptr<Peer>& peer) HOSTED_EXCLUDES(mutex_);
 
-    // The client with the most connections; null when there is none.
-    std::shared_ptr<Peer> Greediest() HOSTED_EXCLUDES(mutex_);
+    // The user with the most connections, if anybody has one.
+    std::optional<uid_t> GreediestUser() HOSTED_EXCLUDES(mutex_);
 
     void LockForFork();
     void UnlockAfterFork();

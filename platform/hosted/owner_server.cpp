@@ -80,21 +80,26 @@ void OwnerServer::ServeEvent(EventSource* source, MessageBuffer& buffer)
     }
 }
 
+// Back to the epoll after each message while nobody else waits there: peers that never pause would
+// keep all threads to themselves.
 void OwnerServer::ServeConnection(OwnerConnection& connection, MessageBuffer& buffer, bool mayStick)
 {
     while (true) {
         size_t size = 0;
         const Received received = Receive(connection, buffer, mayStick, &size);
         if (received == Received::kNothing) {
-            Park(connection);
-            return;
+            break;
         }
         if (received == Received::kEnd || !HandleMessage(connection, buffer, size)) {
             End(connection);
             return;
         }
         mayStick = threads_.MayStick();
+        if (!mayStick) {
+            break;
+        }
     }
+    Park(connection);
 }
 
 OwnerServer::Received OwnerServer::Receive(OwnerConnection& connection, MessageBuffer& buffer,

@@ -9,7 +9,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <string>
+#include <utility>
 
 #include "platform/hosted/endpoint_name.h"
 #include "platform/hosted/hosted_log.h"
@@ -19,14 +20,25 @@
 namespace hosted {
 namespace {
 
-// Through the directory's descriptor: its path may be longer than a socket address.
-sockaddr_un AddressOf(const RuntimeDir& directory, uint64_t instance)
+constexpr mode_t kSocketMode = 0660;
+
+sockaddr_un AddressOf(const std::string& path)
 {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/%s",
-                  directory.fd.Get(), SocketFileName(instance).c_str());
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
     return address;
+}
+
+std::string PathOf(const UniqueFd& fd)
+{
+    return "/proc/self/fd/" + std::to_string(fd.Get());
+}
+
+// Through the directory's descriptor: its path may be longer than a socket address.
+sockaddr_un AddressIn(const RuntimeDir& directory, uint64_t instance)
+{
+    return AddressOf(PathOf(directory.fd) + "/" + SocketFileName(instance));
 }
 
 const sockaddr* Generic(const sockaddr_un& address)
@@ -83,6 +95,54 @@ int ConnectBefore(const Deadline& deadline, int fd, const sockaddr_un& address)
     return ETIMEDOUT;
 }
 
+// The socket itself, whatever its name may stand for a moment later. EACCES: it is none.
+Outcome<UniqueFd> OpenSocketFile(const RuntimeDir& directory, uint64_t instance,
+                                 struct stat* status)
+{
+    const std::string file = SocketFileName(instance);
+    UniqueFd fd = UniqueFd::Make(
+        [&] { return openat(directory.fd.Get(), file.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC); });
+    if (!fd || fstat(fd.Get(), status) != 0) {
+        return Outcome<UniqueFd>::Failed(errno);
+    }
+    if (!S_ISSOCK(status->st_mode)) {
+        HOSTED_LOG(kLogError, "endpoint %s refused: of user %u, mode %o", file.c_str(),
+                   status->st_uid, status->st_mode);
+        return Outcome<UniqueFd>::Failed(EACCES);
+    }
+    return Succeeded(std::move(fd));
+}
+
+// `chmod` by the file's name would follow a link that the directory's user has put there meanwhile.
+int AdmitGroup(const RuntimeDir& directory, uint64_t instance)
+{
+    struct stat status = {};
+    const Outcome<UniqueFd> file = OpenSocketFile(directory, instance, &status);
+    if (!file) {
+        return file.error;
+    }
+    if (status.st_uid != geteuid() || status.st_nlink != 1) {
+        return EACCES;
+    }
+    return chmod(PathOf(file.value).c_str(), kSocketMode) == 0 ? 0 : errno;
+}
+
+int BindAndListen(const RuntimeDir& directory, uint64_t instance, int fd)
+{
+    const sockaddr_un address = AddressIn(directory, instance);
+    if (bind(fd, Generic(address), sizeof address) != 0) {
+        return errno;
+    }
+    int error = AdmitGroup(directory, instance);
+    if (error == 0 && listen(fd, kBacklog) != 0) {
+        error = errno;
+    }
+    if (error != 0) {
+        unlinkat(directory.fd.Get(), SocketFileName(instance).c_str(), 0);
+    }
+    return error;
+}
+
 int CheckOwner(const RuntimeDir& directory, int fd)
 {
     const PeerCredentials owner = CredentialsOf(fd);
@@ -96,9 +156,9 @@ int CheckOwner(const RuntimeDir& directory, int fd)
 
 }  // namespace
 
-void MakeRoomForMessages(int fd)
+void MakeRoomForMessages(int fd, int count)
 {
-    const int wanted = static_cast<int>(4 * kMaxMessage);
+    const int wanted = count * static_cast<int>(kMaxMessage / 2);  // the kernel doubles it
     setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &wanted, sizeof wanted);
 }
 
@@ -108,26 +168,23 @@ Outcome<UniqueFd> ListenAt(const RuntimeDir& directory, uint64_t instance)
     if (!fd) {
         return Outcome<UniqueFd>::Failed(errno);
     }
-    const sockaddr_un address = AddressOf(directory, instance);
-    const std::string file = SocketFileName(instance);
-    if (bind(fd.Get(), Generic(address), sizeof address) != 0 ||
-        fchmodat(directory.fd.Get(), file.c_str(), 0660, 0) != 0 ||
-        listen(fd.Get(), kBacklog) != 0) {
-        const int error = errno;
-        unlinkat(directory.fd.Get(), file.c_str(), 0);
-        return Outcome<UniqueFd>::Failed(error);
-    }
-    return Succeeded(std::move(fd));
+    const int error = BindAndListen(directory, instance, fd.Get());
+    return error == 0 ? Succeeded(std::move(fd)) : Outcome<UniqueFd>::Failed(error);
 }
 
 Outcome<UniqueFd> ConnectTo(const RuntimeDir& directory, uint64_t instance,
                             const Deadline& deadline)
 {
+    struct stat status = {};
+    const Outcome<UniqueFd> file = OpenSocketFile(directory, instance, &status);
+    if (!file) {
+        return Outcome<UniqueFd>::Failed(file.error);
+    }
     UniqueFd fd = MakeSocket(0);
     if (!fd) {
         return Outcome<UniqueFd>::Failed(errno);
     }
-    int error = ConnectBefore(deadline, fd.Get(), AddressOf(directory, instance));
+    int error = ConnectBefore(deadline, fd.Get(), AddressOf(PathOf(file.value)));
     if (error == 0) {
         error = CheckOwner(directory, fd.Get());
     }

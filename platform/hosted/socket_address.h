@@ -12,8 +12,9 @@ namespace hosted {
 
 inline constexpr int kBacklog = 256;
 
-// Below twice a message's size the kernel cuts it in two, and a system may be set so.
-void MakeRoomForMessages(int fd);
+// Lets `count` messages of full size lie unread at the other end, two at least; a system may be set
+// below that. They cost this end's memory.
+void MakeRoomForMessages(int fd, int count = 8);
 
 // Binds and listens at the socket of `instance`, mode 0660, without blocking.
 Outcome<UniqueFd> ListenAt(const RuntimeDir& directory, uint64_t instance);
