@@ -164,10 +164,7 @@ TEST_F(OpenOf, AnOwnerRefusesAUserWhoIsNotOfTheGroupThoughTheFilesAdmitIt)
         GTEST_SKIP() << "needs root to become another user";
     }
     OwnerProcess owner;
-    for (const std::string& file : directory_.Files()) {
-        chmod((directory_.Path() + "/" + file).c_str(), 0666);
-    }
-    chmod(directory_.Path().c_str(), 0755);
+    AdmitAllTo(directory_.Path());
     ASSERT_EQ(seteuid(kNobody), 0);
     const int fd = OpenOrFail();
 

@@ -43,6 +43,14 @@ std::vector<std::string> RuntimeDirectory::Files() const
     return files;
 }
 
+void AdmitAllTo(const std::string& directory)
+{
+    fs::permissions(directory, fs::perms(0755));
+    for (const auto& entry : fs::directory_iterator(directory)) {
+        fs::permissions(entry.path(), fs::perms(entry.is_socket() ? 0666 : 0644));
+    }
+}
+
 OwnerProcess::OwnerProcess(const std::string& name, const std::string& timeoutMs)
 {
     static int count = 0;

@@ -30,6 +30,10 @@ private:
     std::string path_;
 };
 
+// Takes away the modes of a runtime directory that keep others out: what remains is the owner's own
+// look at who connects.
+void AdmitAllTo(const std::string& directory);
+
 // A test owner. Killed and reaped with its object.
 class OwnerProcess {
 public:

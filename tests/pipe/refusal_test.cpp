@@ -39,14 +39,6 @@ protected:
         EXPECT_EQ(seteuid(0), 0);
         return result;
     }
-    // What the modes of the files would keep out.
-    void AdmitAllToTheFiles() const
-    {
-        for (const std::string& file : directory_.Files()) {
-            chmod((directory_.Path() + "/" + file).c_str(), 0666);
-        }
-        chmod(directory_.Path().c_str(), 0755);
-    }
 };
 
 // A process of another user, of the connecting group, that holds 64 pipes.
@@ -96,7 +88,7 @@ TEST_F(PipeRefusal, MeetsAUserWhoMayNotEnterTheDirectory)
 TEST_F(PipeRefusal, MeetsAUserWhomTheFilesAdmitButNotTheGroup)
 {
     const int listener = EzcomListen(kPipeName);
-    AdmitAllToTheFiles();
+    AdmitAllTo(directory_.Path());
     const int stranger = ConnectAsNobody();
     const int own = EzcomConnectPipe(kPipeName);
 
@@ -143,7 +135,7 @@ TEST_F(PipeRefusal, OfAUserCountsAllItsProcesses)
 {
     setenv("OWNERLINK_GROUP", "nogroup", 1);
     const int listener = EzcomListen(kPipeName);
-    AdmitAllToTheFiles();
+    AdmitAllTo(directory_.Path());
     const Hoarder first;
     const Hoarder second;
     const Hoarder third;

@@ -30,15 +30,6 @@ size_t Failure(int error)
     return static_cast<size_t>(-error);
 }
 
-// The files' modes would keep another user out before the owner does.
-void LetEverybodyIn(const RuntimeDirectory& directory)
-{
-    chmod(directory.Path().c_str(), 0755);
-    for (const std::string& file : directory.Files()) {
-        chmod((directory.Path() + "/" + file).c_str(), 0666);
-    }
-}
-
 // A process of the user nobody that opens the queue `count` times and stays until its object goes.
 class OtherUsersProcess {
 public:
@@ -231,7 +222,7 @@ TEST_F(Subscribing, BeyondTheLimitOfAnotherUserIsEBUSY)
     }
     setenv("OWNERLINK_GROUP", "nogroup", 1);
     QueueOwner owner;
-    LetEverybodyIn(directory_);
+    AdmitAllTo(directory_.Path());
     std::vector<std::unique_ptr<OtherUsersProcess>> processes;
     for (int i = 0; i < hosted::kSubscribersPerUser / hosted::kSubscribersPerProcess; ++i) {
         processes.push_back(std::make_unique<OtherUsersProcess>(hosted::kSubscribersPerProcess));
@@ -251,7 +242,7 @@ TEST_F(Subscribing, OfAUserWhoIsNotPermittedIsEACCES)
     }
     setenv("OWNERLINK_GROUP", "nobody-has-this-group", 1);
     QueueOwner owner;
-    LetEverybodyIn(directory_);
+    AdmitAllTo(directory_.Path());
 
     EXPECT_EQ(OtherUsersProcess(1).Answer(), EACCES);
 
