@@ -14,10 +14,11 @@
 
 namespace {
 
-constexpr uint64_t kOneIn = 8;  // allocations that fail
+constexpr uint64_t kOften = 8;
+constexpr uint64_t kRarely = 64;
 
-std::atomic<bool> allocationsFail{false};
-std::atomic<uint64_t> allocations{0};
+std::atomic<uint64_t> failsOneIn{0};  // 0: none fails
+std::atomic<uint64_t> allocations{static_cast<uint64_t>(getpid()) << 20};
 std::atomic<int64_t> clockShift{0};
 thread_local bool isSpared = false;
 
@@ -89,11 +90,11 @@ void FeedDescriptors()
 
 void* Allocate(size_t size)
 {
-    const bool mayFail = allocationsFail.load(std::memory_order_relaxed) && !isSpared;
-    if (mayFail) {
+    const uint64_t oneIn = failsOneIn.load(std::memory_order_relaxed);
+    if (oneIn != 0 && !isSpared) {
         // Not each eighth: the steps of one call would fail in turn.
         const uint64_t mixed = (allocations.fetch_add(1) + 1) * 0x9e3779b97f4a7c15U;
-        if ((mixed >> 40) % kOneIn == 0) {
+        if ((mixed >> 40) % oneIn == 0) {
             return nullptr;
         }
     }
@@ -107,7 +108,9 @@ bool Starve(std::string_view what)
     if (what == "memory") {
         StarveMemory();
     } else if (what == "allocations") {
-        allocationsFail = true;
+        failsOneIn = kOften;
+    } else if (what == "some-allocations") {
+        failsOneIn = kRarely;
     } else if (what == "descriptors") {
         StarveDescriptors();
     } else if (what == "threads") {
@@ -122,8 +125,8 @@ bool Feed(std::string_view what)
 {
     if (what == "memory") {
         FeedMemory();
-    } else if (what == "allocations") {
-        allocationsFail = false;
+    } else if (what == "allocations" || what == "some-allocations") {
+        failsOneIn = 0;
     } else if (what == "descriptors") {
         FeedDescriptors();
     } else if (what == "threads") {

@@ -8,8 +8,8 @@
 #include <string_view>
 
 // "memory": the address space is full and what is free of the heap is taken. "allocations": one
-// operator new in eight throws. "descriptors": none is free. "threads": none can be started; not
-// for root. False for any other word.
+// operator new in eight throws; "some-allocations": one in 64. "descriptors": none is free.
+// "threads": none can be started; not for root. False for any other word.
 bool Starve(std::string_view what);
 bool Feed(std::string_view what);
 

@@ -174,11 +174,12 @@ void World::Begin(Process& client, int timeoutMs, int plain, int queries)
                  std::to_string(timeoutMs));
 }
 
-void World::End(Process& client, std::set<std::string> outcomes)
+std::map<std::string, int64_t> World::End(Process& client, std::set<std::string> outcomes)
 {
     const Asked asked = asked_[client.Number()];
-    faulty_.Take(client.Tell("results"),
-                 {std::move(outcomes), asked.requests, asked.timeoutMs + kBeyondMs});
+    const std::string results = client.Tell("results");
+    faulty_.Take(results, {std::move(outcomes), asked.requests, asked.timeoutMs + kBeyondMs});
+    return Parse(results);
 }
 
 void World::CheckNothingLeaks(Process& process, const std::string& role)

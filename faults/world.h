@@ -47,7 +47,8 @@ public:
 
     // Of the requests that the fault meets.
     void Begin(Process& client, int timeoutMs, int plain = 1, int queries = 1);
-    void End(Process& client, std::set<std::string> outcomes);
+    // By outcome, how many.
+    std::map<std::string, int64_t> End(Process& client, std::set<std::string> outcomes);
     void Account(const std::string& outcome) { faulty_.Add(outcome); }
 
     // That the process, known as `role`, holds no more than in the first rounds; waits a while for

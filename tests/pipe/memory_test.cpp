@@ -1,49 +1,8 @@
 // What pipes answer when there is no memory.
-#include <cstdlib>
-#include <new>
 #include <string>
 
 #include "tests/pipe/pipe_world.h"
-
-namespace {
-
-// Which of this thread's next allocations fails; -1: none.
-thread_local int allocationsUntilFailure = -1;
-
-void* Allocate(size_t size)
-{
-    const bool fails = allocationsUntilFailure == 0;
-    allocationsUntilFailure -= allocationsUntilFailure >= 0 ? 1 : 0;
-    return fails ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-
-}  // namespace
-
-void* operator new(size_t size)
-{
-    void* const memory = Allocate(size);
-    return memory != nullptr ? memory : throw std::bad_alloc();
-}
-
-void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept
-{
-    return Allocate(size);
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, size_t /*size*/) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept
-{
-    std::free(memory);
-}
+#include "tests/support/failing_allocations.h"
 
 namespace {
 
@@ -56,9 +15,9 @@ protected:
         int result = -ENOMEM;
         for (int n = 0; result == -ENOMEM; ++n) {
             const size_t descriptors = OpenDescriptors();
-            allocationsUntilFailure = n;
+            FailAllocation(n);
             result = call();
-            allocationsUntilFailure = -1;
+            FailAllocation(kNoAllocation);
             ASSERT_TRUE(result >= 0 || result == -ENOMEM) << result;
             EXPECT_TRUE(result >= 0 || OpenDescriptors() == descriptors) << n;
         }
@@ -69,9 +28,9 @@ protected:
 
 TEST_F(PipeMemory, IsMissingWhereARecordIsMade)
 {
-    allocationsUntilFailure = 0;
+    FailAllocation(0);
     EXPECT_EQ(EzcomMakeRequest(), nullptr);
-    allocationsUntilFailure = 0;
+    FailAllocation(0);
     EXPECT_EQ(EzcomMakeResponse(), nullptr);
 }
 
@@ -80,11 +39,11 @@ TEST_F(PipeMemory, IsMissingWhereARecordIsFilled)
     const Request request("before", 1);
     const Response response("before", 1);
 
-    allocationsUntilFailure = 0;
+    FailAllocation(0);
     EXPECT_EQ(EzcomFillRequest(request, 2, "after", 5), -ENOMEM);
-    allocationsUntilFailure = 0;
+    FailAllocation(0);
     EXPECT_EQ(EzcomFillResponse(response, 2, "after", 5), -ENOMEM);
-    allocationsUntilFailure = -1;
+    FailAllocation(kNoAllocation);
 
     EXPECT_EQ(request.Text(), "before");
     EXPECT_EQ(request.Type(), 1U);
@@ -123,9 +82,9 @@ TEST_F(PipeMemory, IsNotNeededToSend)
     const PipePair pair;
     const Request request(std::string(1000, 'x'));
 
-    allocationsUntilFailure = 0;
+    FailAllocation(0);
     EXPECT_EQ(EzcomSendRequest(pair.near, request), 0);
-    allocationsUntilFailure = -1;
+    FailAllocation(kNoAllocation);
 
     EXPECT_EQ(ReceiveText(pair.far), std::string(1000, 'x'));
 }
@@ -136,9 +95,9 @@ TEST_F(PipeMemory, ThatCannotKeepAMessageEndsThePipe)
     const Request request;
     EXPECT_EQ(EzcomSendRequest(pair.near, Request(std::string(1000, 'x'))), 0);
 
-    allocationsUntilFailure = 0;
+    FailAllocation(0);
     EXPECT_EQ(EzcomReceiveRequest(pair.far, request, kNoLimit), -EPIPE);
-    allocationsUntilFailure = -1;
+    FailAllocation(kNoAllocation);
 
     EXPECT_EQ(EzcomSendRequest(pair.near, Request("x")), -EPIPE);
 }
