@@ -18,42 +18,50 @@
 
 namespace ProcMgr::trace {
 
+// Tools read an argument from a register or beside one, but not from the address of a symbol, where
+// an optimised build finds the name of a file that never changes.
+inline const char* InRegister(const char* text)
+{
+    asm("" : "+r"(text));
+    return text;
+}
+
 inline void Open(const char* resource, int fd)
 {
     const int error = fd < 0 ? errno : 0;
-    DTRACE_PROBE3(ownerlink, open, resource, fd, error);
+    DTRACE_PROBE3(ownerlink, open, InRegister(resource), fd, error);
 }
 
 inline void Send(const char* resource, uint32_t command, int fd, int timeOut)
 {
-    DTRACE_PROBE4(ownerlink, send, resource, command, fd, timeOut);
+    DTRACE_PROBE4(ownerlink, send, InRegister(resource), command, fd, timeOut);
 }
 
 inline void Receive(const char* resource, uint32_t command, int fd, long result)
 {
     const int error = result < 0 ? errno : 0;
-    DTRACE_PROBE5(ownerlink, receive, resource, command, fd, result, error);
+    DTRACE_PROBE5(ownerlink, receive, InRegister(resource), command, fd, result, error);
 }
 
 inline void CallbackBegin(const char* resource, uint32_t command)
 {
-    DTRACE_PROBE2(ownerlink, callback_begin, resource, command);
+    DTRACE_PROBE2(ownerlink, callback_begin, InRegister(resource), command);
 }
 
 inline void CallbackEnd(const char* resource, uint32_t command, bool verdict)
 {
     const int result = verdict ? 1 : 0;
-    DTRACE_PROBE3(ownerlink, callback_end, resource, command, result);
+    DTRACE_PROBE3(ownerlink, callback_end, InRegister(resource), command, result);
 }
 
 inline void EventReport(const char* resource, uint32_t state)
 {
-    DTRACE_PROBE2(ownerlink, event_report, resource, state);
+    DTRACE_PROBE2(ownerlink, event_report, InRegister(resource), state);
 }
 
 inline void EventDelivery(const char* resource, uint32_t state)
 {
-    DTRACE_PROBE2(ownerlink, event_delivery, resource, state);
+    DTRACE_PROBE2(ownerlink, event_delivery, InRegister(resource), state);
 }
 
 }  // namespace ProcMgr::trace

@@ -124,6 +124,7 @@ TEST_F(FileSinkTest, LeavesAFileThatAnotherProgramHasRenamed)
     EXPECT_THAT(FileLines("a.log"), ElementsAre(Line("new")));
 }
 
+// The line stands in docs/logging.md.
 TEST_F(FileSinkTest, SaysAtOnceThatAFileCannotBeWrittenAndGoesOnTrying)
 {
     Configure(Option("none/a.log"));

@@ -93,6 +93,7 @@ TEST_F(JournalSinkTest, KeepsAForgedFieldInsideTheMessage)
     EXPECT_THAT(Journal().Next(), HasSubstr("MESSAGE=name=x\\nPRIORITY=0\\n\nPRIORITY=3\n"));
 }
 
+// What docs/logging.md searches for.
 TEST_F(JournalSinkTest, NamesTheOwnerAndTheApplicationThatAManagersRecordIsAbout)
 {
     DlogRecord(kClientModule, kError, "ChangeAppState: secVfs=%s appName=%s result=%u(FAIL)",
