@@ -13,11 +13,11 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 "$root/scripts/install-packages" build
-echo "Building the library and the example programs in $work ..."
+echo "Building the library and the programs in $work; this takes some minutes ..."
 cmake -S "$root" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DBUILD_TESTING=OFF -DOWNERLINK_WERROR=OFF \
     >"$work/build.log" 2>&1 && ninja -C "$work/build" >>"$work/build.log" 2>&1 || {
-    tail -n 40 "$work/build.log"
+    grep -E -A12 'error|FAILED' "$work/build.log" | head -n 40 || tail -n 40 "$work/build.log"
     echo "demo: the build failed" >&2
     exit 1
 }

@@ -68,13 +68,13 @@ def _is_blank(lines, number):
 
 
 def _manual_blocks(page, lines):
-    """What stands between .EX and .EE; YAML in section 5, commands elsewhere."""
-    language = "yaml" if page.endswith(".5") else "sh"
+    """What stands between .EX and .EE: YAML in section 5 and of owner tables, else commands."""
     for number, line in enumerate(lines):
         if line == ".EX":
             end = lines.index(".EE", number)
             text = "\n".join(lines[number + 1:end]) + "\n"
             directive = _manual_directive(lines[number - 1])
+            language = "yaml" if page.endswith(".5") or "SecVfs:" in text else "sh"
             yield Block(page, number + 1, language, _plain(text), directive)
         elif line == ".nf":
             yield Block(page, number + 1, "", "\n".join(lines[number + 1:]) + "\n")

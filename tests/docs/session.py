@@ -13,7 +13,7 @@ import shlex
 import shutil
 import subprocess
 
-LIMIT = 120  # seconds for a whole page
+LIMIT = 400  # seconds for a whole page
 
 # Of a page that shows no owner table.
 DEFAULT_TABLE = 'apps: {OsType: 0, GroupOwner: 2, SecVfs: "dp:/res/pm/appmgr"}\n'
@@ -32,7 +32,7 @@ end_all() {
 }
 trap end_all EXIT
 await_owner() {
-    for _ in {1..200}; do
+    for _ in {1..1200}; do
         if ls "$OWNERLINK_RUNTIME_DIR"/*.res >/dev/null 2>&1; then
             return 0
         fi
@@ -112,6 +112,7 @@ class Session:
                     PATH=":".join([doubles, *tools, os.environ["PATH"]]),
                     LD_LIBRARY_PATH=str(pathlib.Path(self.settings["library"]).parent),
                     HOME=str(self.clone.parent),
+                    TMPDIR=str(self.clone.parent),
                     OWNERLINK_RUNTIME_DIR=str(self.clone.with_name("run")),
                     EXAMPLES=self.settings["examples"],
                     UNBOUND=self.settings["unbound"],
