@@ -1,4 +1,5 @@
-"""Finds the code blocks of a page: those of Markdown, and the examples of a manual page."""
+"""Finds the code blocks of a page: those of Markdown, the examples of a manual page, or a file of YAML
+as a whole."""
 import pathlib
 import re
 from dataclasses import dataclass
@@ -24,6 +25,8 @@ class Block:
 
 
 def of_page(root, page):
+    if page.endswith(".yaml"):
+        return [Block(page, 1, "yaml", (root / page).read_text())]
     lines = (root / page).read_text().splitlines()
     if re.search(r"\.[1-8]$", page):
         return list(_manual_blocks(page, lines))
