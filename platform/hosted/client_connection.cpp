@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/hosted/runtime_dir.h"
 #include "platform/hosted/socket_address.h"
 
 namespace hosted {
@@ -53,6 +52,13 @@ bool IsAnswerTo(const MessageHeader& answer, const Request& request)
            (answer.result >= 0 || answer.error != 0) && HasRightSize(answer, request);
 }
 
+// Then the answer overwrites the request.
+bool IsOneBuffer(const Request& request)
+{
+    return request.input.data() == request.output.data() &&
+           request.input.size() == request.output.size();
+}
+
 bool IsRefusal(const MessageHeader& header)
 {
     return header.flags == (kFlagAnswer | kFlagRefused) && header.error > 0;
@@ -85,7 +91,7 @@ ExchangeResult ClientConnection::Exchange(const Request& request, const Deadline
     if (received <= 0) {
         return received == 0 ? Ended(ExchangeEnd::kInDoubt) : EndOfReceive(errno);
     }
-    return Accept(static_cast<size_t>(received), request);
+    return Accept(static_cast<size_t>(received), request, size - sizeof(MessageHeader));
 }
 
 size_t ClientConnection::Compose(const Request& request)
@@ -214,7 +220,8 @@ ExchangeResult ClientConnection::EndOfReceive(int error) const
     return Ended(error == ECONNRESET ? ExchangeEnd::kNotTaken : ExchangeEnd::kInDoubt);
 }
 
-ExchangeResult ClientConnection::Accept(size_t size, const Request& request) const
+// `sent` is how much of the request's payload was sent: all behind it was zero.
+ExchangeResult ClientConnection::Accept(size_t size, const Request& request, size_t sent) const
 {
     MessageHeader answer;
     if (size > buffer_.size() || !IsWholeMessage(buffer_.data(), size, &answer)) {
@@ -230,21 +237,20 @@ ExchangeResult ClientConnection::Accept(size_t size, const Request& request) con
     if (answer.size > 0) {
         std::memcpy(request.output.data(), buffer_.data() + sizeof answer, answer.size);
     }
-    if (answer.zeros > 0) {
-        std::memset(request.output.data() + answer.size, 0, answer.zeros);
+    const size_t end = answer.size + answer.zeros;
+    const size_t unknown = IsOneBuffer(request) ? std::min(sent, end) : end;
+    if (unknown > answer.size) {
+        std::memset(request.output.data() + answer.size, 0, unknown - answer.size);
     }
     return {ExchangeEnd::kAnswered, answer.result, answer.error};
 }
 
-Outcome<std::unique_ptr<ClientConnection>> Connect(std::shared_ptr<const Life> life,
+Outcome<std::unique_ptr<ClientConnection>> Connect(const RuntimeDir& directory,
+                                                   std::shared_ptr<const Life> life,
                                                    const Deadline& deadline)
 {
     using Made = Outcome<std::unique_ptr<ClientConnection>>;
-    const Outcome<RuntimeDir> directory = OpenRuntimeDir();
-    if (!directory) {
-        return Made::Failed(directory.error);
-    }
-    Outcome<UniqueFd> fd = ConnectTo(directory.value, life->instance, deadline);
+    Outcome<UniqueFd> fd = ConnectTo(directory, life->instance, deadline);
     if (!fd) {
         return Made::Failed(fd.error);
     }

@@ -12,6 +12,7 @@
 #include "platform/hosted/deadline.h"
 #include "platform/hosted/message.h"
 #include "platform/hosted/outcome.h"
+#include "platform/hosted/runtime_dir.h"
 #include "platform/hosted/unique_fd.h"
 
 namespace hosted {
@@ -74,7 +75,7 @@ private:
     ssize_t ReceiveByPolling(const Deadline& deadline);
     bool WaitFor(short events, const Deadline& deadline) const;
     ExchangeResult EndOfReceive(int error) const;
-    ExchangeResult Accept(size_t size, const Request& request) const;
+    ExchangeResult Accept(size_t size, const Request& request, size_t sent) const;
 
     UniqueFd fd_;
     std::shared_ptr<const Life> life_;
@@ -84,8 +85,9 @@ private:
     bool fileBegun_ = false;
 };
 
-// Connects to `life`. Errors as `ConnectTo` has them, and those of the runtime directory.
-Outcome<std::unique_ptr<ClientConnection>> Connect(std::shared_ptr<const Life> life,
+// Connects to `life`. Errors as `ConnectTo` has them.
+Outcome<std::unique_ptr<ClientConnection>> Connect(const RuntimeDir& directory,
+                                                   std::shared_ptr<const Life> life,
                                                    const Deadline& deadline);
 
 }  // namespace hosted

@@ -1,12 +1,10 @@
 #include "platform/hosted/endpoint_name.h"
 
-#include <cinttypes>
-#include <cstdio>
-
 namespace hosted {
 namespace {
 
 constexpr size_t kMaxStemSize = 200;  // of the 255 bytes of a file name
+constexpr char kHexDigits[] = "0123456789abcdef";
 
 bool IsPlain(char c, size_t position)
 {
@@ -23,17 +21,18 @@ std::string PercentEncoded(std::string_view name)
             encoded += name[i];
             continue;
         }
-        char escape[4];
-        std::snprintf(escape, sizeof escape, "%%%02x", static_cast<unsigned char>(name[i]));
-        encoded += escape;
+        const auto byte = static_cast<unsigned char>(name[i]);
+        encoded += {'%', kHexDigits[byte >> 4U], kHexDigits[byte & 15U]};
     }
     return encoded;
 }
 
 std::string Hex(uint64_t value)
 {
-    char text[17];
-    std::snprintf(text, sizeof text, "%016" PRIx64, value);
+    std::string text(16, '0');
+    for (size_t at = text.size(); at > 0; value >>= 4U) {
+        text[--at] = kHexDigits[value & 15U];
+    }
     return text;
 }
 

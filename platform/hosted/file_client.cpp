@@ -36,16 +36,19 @@ Connected ConnectToFile(std::string_view name)
 {
     const Deadline deadline(kOpenWaitMs);
     return ConnectByName<Connected>(
-        name, CheckKind, [&](const RuntimeDir& /*directory*/, const Endpoint& endpoint) {
+        name, CheckKind, [&](const RuntimeDir& directory, const Endpoint& endpoint) {
             const Life life{std::string(name), endpoint.instance, endpoint.timeoutMs};
-            return Connect(std::make_shared<const Life>(life), deadline);
+            return Connect(directory, std::make_shared<const Life>(life), deadline);
         });
 }
 
 // The descriptor's next connection to the same life; EPIPE when that is over.
 int Reconnect(OpenFile& file, const Deadline& deadline)
 {
-    Connected connected = Connect(file.life, deadline.NoLaterThan(kOpenWaitMs));
+    const Outcome<RuntimeDir> directory = OpenRuntimeDir();
+    Connected connected =
+        directory ? Connect(directory.value, file.life, deadline.NoLaterThan(kOpenWaitMs))
+                  : Connected::Failed(directory.error);
     if (connected.error == ENOENT) {
         file.lifeIsOver = true;
         return EPIPE;

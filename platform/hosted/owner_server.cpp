@@ -110,10 +110,11 @@ OwnerServer::Received OwnerServer::Receive(OwnerConnection& connection, MessageB
         connection.hasReceiveTimeout = true;
     }
     // Without room for ancillary data the kernel closes descriptors that a peer sends along.
-    const ssize_t received = recv(connection.fd.Get(), buffer.bytes, sizeof buffer.bytes,
+    const ssize_t received = recv(connection.fd.Get(), buffer.Bytes(), kMaxMessage,
                                   MSG_TRUNC | (sticky ? 0 : MSG_DONTWAIT));
     if (received > 0) {
         *size = static_cast<size_t>(received);
+        buffer.NoteReceived(std::min(*size, kMaxMessage));
         return Received::kMessage;
     }
     const bool isSilence = received < 0 && (errno == EAGAIN || errno == EINTR);
@@ -124,7 +125,7 @@ OwnerServer::Received OwnerServer::Receive(OwnerConnection& connection, MessageB
 bool OwnerServer::HandleMessage(OwnerConnection& connection, MessageBuffer& buffer, size_t size)
 {
     MessageHeader header = {};
-    if (!IsWholeMessage(buffer.bytes, size, &header)) {
+    if (!IsWholeMessage(buffer.Bytes(), size, &header)) {
         HOSTED_LOG(kLogError, "garbage of %zu bytes from process %d of user %u: connection ended",
                    size, connection.peer->process, connection.peer->user);
         return false;
@@ -135,7 +136,7 @@ bool OwnerServer::HandleMessage(OwnerConnection& connection, MessageBuffer& buff
         SendRefusal(connection.fd.Get(), EPROTO);
         return false;
     }
-    std::memset(buffer.Payload() + header.size, 0, header.zeros);
+    buffer.Clear(header.size, size_t{header.size} + header.zeros);
     header.size += std::exchange(header.zeros, 0);
     return HandleRequest(connection, buffer, header);
 }
@@ -155,7 +156,7 @@ bool OwnerServer::HandleRequest(OwnerConnection& connection, MessageBuffer& buff
     }
     // No limit stands before reads: they tell the living owner from the dead one.
     RunHooks(connection.file, header, buffer.Payload());
-    return Answer(connection, buffer.bytes, header);
+    return AnswerFrom(connection, buffer, header);
 }
 
 bool OwnerServer::HandleIoctl(OwnerConnection& connection, MessageBuffer& buffer,
@@ -170,7 +171,7 @@ bool OwnerServer::HandleIoctl(OwnerConnection& connection, MessageBuffer& buffer
         connection.peer->LeaveRequest();
     }
     callbacks_.Leave();
-    return refusal ? Refuse(connection, header, refusal) : Answer(connection, buffer.bytes, header);
+    return refusal ? Refuse(connection, header, refusal) : AnswerFrom(connection, buffer, header);
 }
 
 bool OwnerServer::Refuse(OwnerConnection& connection, MessageHeader& header, const Refusal& refusal)
@@ -186,6 +187,14 @@ bool OwnerServer::Refuse(OwnerConnection& connection, MessageHeader& header, con
     header.error = EBUSY;
     std::byte message[sizeof header];
     return Answer(connection, message, header);
+}
+
+bool OwnerServer::AnswerFrom(OwnerConnection& connection, MessageBuffer& buffer,
+                             MessageHeader& header)
+{
+    const bool isSent = Answer(connection, buffer.Bytes(), header);
+    buffer.NoteZeros(header.size, size_t{header.size} + header.zeros);
+    return isSent;
 }
 
 // Never waits: a peer that cannot take its answer is dropped.

@@ -11,6 +11,7 @@
 #include "platform/hosted/condition.h"
 #include "platform/hosted/exit_handler.h"
 #include "platform/hosted/message.h"
+#include "platform/hosted/message_buffer.h"
 #include "platform/hosted/mutex.h"
 #include "platform/hosted/owner_peers.h"
 #include "platform/hosted/owner_service.h"
@@ -67,6 +68,7 @@ private:
     bool HandleRequest(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
     bool HandleIoctl(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
     bool Refuse(OwnerConnection& connection, MessageHeader& header, const Refusal& refusal);
+    bool AnswerFrom(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
     bool Answer(OwnerConnection& connection, std::byte* message, MessageHeader& header);
     void Park(OwnerConnection& connection) HOSTED_EXCLUDES(mutex_);
     bool Arm(OwnerConnection& connection) HOSTED_REQUIRES(mutex_);

@@ -7,9 +7,8 @@
 #define OWNERLINK_PLATFORM_HOSTED_OWNER_THREADS_H
 
 #include <atomic>
-#include <cstddef>
 
-#include "platform/hosted/message.h"
+#include "platform/hosted/message_buffer.h"
 #include "platform/hosted/owner_service.h"
 #include "platform/hosted/unique_fd.h"
 
@@ -20,13 +19,6 @@ inline constexpr int kMaxCallbacks = kMaxThreads - 1;  // one thread is always f
 inline constexpr int kSpareThreads = 16;               // beyond those, while reads run
 inline constexpr int kWaitingThreads = 2;              // kept when nothing is to be done
 inline constexpr int kStickyThreads = 128;  // above, no thread stays with a silent connection
-
-// One thread's room for a message. The payload behind the header is aligned for any record.
-struct alignas(64) MessageBuffer {
-    std::byte bytes[kMaxMessage];
-
-    std::byte* Payload() { return bytes + sizeof(MessageHeader); }
-};
 
 class OwnerThreads {
 public:
