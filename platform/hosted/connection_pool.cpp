@@ -6,7 +6,7 @@
 namespace hosted {
 namespace {
 
-constexpr size_t kKeptPerName = 4;
+constexpr size_t kKeptPerName = 8;
 constexpr size_t kNamesBeforeCleaning = 1024;
 
 }  // namespace

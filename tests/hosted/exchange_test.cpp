@@ -46,6 +46,26 @@ TEST_F(Exchange, CarriesBuffersOfEverySizeUpTo64KiB)
     }
 }
 
+// Zeros at the end are not sent, and what is zero at both ends is not cleared again: each buffer
+// here ends in other bytes than the one before it.
+TEST_F(Exchange, ZerosAtTheEndOfABufferAreThereAtBothEnds)
+{
+    const int fd = OpenOrFail();
+    const std::string zeros(3904, '\0');
+    const std::string ones(3904, '\xff');  // zeros, once the owner has added 1
+
+    for (const std::string& sent : {"a" + zeros, "ab" + ones, "abc" + zeros, ones, zeros,
+                                    "a" + ones.substr(0, 9), zeros.substr(0, 20), "abcd" + zeros}) {
+        std::string wanted = sent;
+        for (char& byte : wanted) {
+            ++byte;
+        }
+        std::string buffer = sent;
+        EXPECT_EQ(Ioctl(fd, kEcho, buffer), (CallResult{static_cast<long>(sent.size()), 0}));
+        EXPECT_EQ(buffer, wanted);
+    }
+}
+
 TEST_F(Exchange, RefusesBuffersAbove64KiB)
 {
     std::string buffer(65537, 'a');
@@ -138,7 +158,7 @@ TEST_F(Exchange, TakesNoNewDescriptorAndNoNewThreadInTheSteadyState)
     EXPECT_LE(ownerAfter.threads, ownerBefore.threads + 1);
 }
 
-TEST_F(Exchange, KeepsFourConnectionsOfANameAtMost)
+TEST_F(Exchange, KeepsEightConnectionsOfANameAtMost)
 {
     std::vector<int> descriptors;
     const size_t before = OpenDescriptors();
@@ -152,7 +172,7 @@ TEST_F(Exchange, KeepsFourConnectionsOfANameAtMost)
         Close(fd);
     }
 
-    EXPECT_EQ(OpenDescriptors(), before + 4);
+    EXPECT_EQ(OpenDescriptors(), before + 8);
 }
 
 TEST_F(Exchange, GivesTheLowestFreeNumberOfItsRangeFirst)
