@@ -69,7 +69,6 @@ int OwnerServer::Publish(const IAMServiceDesc& desc)
     service->name = desc.name;
     service->ops = *desc.ops;
     service->instance = NewInstance();
-    service->group = ConnectingGroup();
     if (const int error = StartOnce(); error != 0) {
         return error;
     }

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -14,6 +13,7 @@
 #include "platform/hosted/message.h"
 #include "platform/hosted/name_lock.h"
 #include "platform/hosted/owner_peers.h"
+#include "platform/hosted/permitted_group.h"
 #include "platform/hosted/unique_fd.h"
 #include "platform/iam_file.h"
 
@@ -47,8 +47,8 @@ struct OwnerService : EventSource {
     std::string name;
     IAMFileOps ops = {};
     uint64_t instance = 0;
-    std::optional<gid_t> group;  // whose members may connect
-    NameLock lock;               // held to the end of the process
+    PermittedGroup group;  // whose members may connect
+    NameLock lock;         // held to the end of the process
     UniqueFd listener;
 };
 

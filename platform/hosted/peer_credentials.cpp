@@ -32,16 +32,18 @@ PeerCredentials CredentialsOf(int fd)
     return {credentials.pid, credentials.uid, credentials.gid};
 }
 
-bool MayConnect(int fd, const PeerCredentials& peer, std::optional<gid_t> group)
+bool MayConnect(int fd, const PeerCredentials& peer, const PermittedGroup& group)
 {
     if (peer.user == geteuid() || peer.user == 0) {
         return true;
     }
-    if (!group) {
+    const std::optional<gid_t> wanted = group.Number();
+    if (!wanted) {
         return false;
     }
     const std::vector<gid_t> groups = GroupsOf(fd);
-    return peer.group == *group || std::find(groups.begin(), groups.end(), *group) != groups.end();
+    return peer.group == *wanted ||
+           std::find(groups.begin(), groups.end(), *wanted) != groups.end();
 }
 
 }  // namespace hosted

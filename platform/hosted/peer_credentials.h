@@ -4,7 +4,7 @@
 
 #include <sys/types.h>
 
-#include <optional>
+#include "platform/hosted/permitted_group.h"
 
 namespace hosted {
 
@@ -18,7 +18,7 @@ struct PeerCredentials {
 PeerCredentials CredentialsOf(int fd);
 
 // Whether the client at `fd` may connect: this process's user, root, and the members of `group`.
-bool MayConnect(int fd, const PeerCredentials& peer, std::optional<gid_t> group);
+bool MayConnect(int fd, const PeerCredentials& peer, const PermittedGroup& group);
 
 }  // namespace hosted
 

@@ -31,7 +31,7 @@ int ErrorOfAccept(int error)
 }  // namespace
 
 PipeListener::PipeListener(std::string_view name, NameLock lock)
-    : name_(name), instance_(NewInstance()), group_(ConnectingGroup()), lock_(std::move(lock))
+    : name_(name), instance_(NewInstance()), lock_(std::move(lock))
 {
 }
 

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -46,7 +45,7 @@ private:
 
     const std::string name_;
     const uint64_t instance_;
-    const std::optional<gid_t> group_;  // whose members may connect
+    const PermittedGroup group_;  // whose members may connect
     const NameLock lock_;
     UniqueFd socket_;
     std::atomic<bool> isShutDown_{false};

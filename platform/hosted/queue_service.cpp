@@ -47,11 +47,7 @@ bool HasEnded(const UniqueFd& socket)
 }  // namespace
 
 QueueService::QueueService(NameLock lock, const IAMQueueServiceDesc& desc, uint64_t instance)
-    : name_(desc.name),
-      ops_(*desc.ops),
-      instance_(instance),
-      group_(ConnectingGroup()),
-      lock_(std::move(lock))
+    : name_(desc.name), ops_(*desc.ops), instance_(instance), lock_(std::move(lock))
 {
 }
 

@@ -12,7 +12,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -77,8 +76,8 @@ private:
     const std::string name_;
     const IAMQueueOps ops_;
     const uint64_t instance_;
-    const std::optional<gid_t> group_;  // whose members may subscribe
-    const NameLock lock_;               // held to the end of the process
+    const PermittedGroup group_;  // whose members may subscribe
+    const NameLock lock_;         // held to the end of the process
     std::atomic<bool> stopping_{false};
     UniqueFd epoll_;
     UniqueFd stopEvent_;

@@ -1,7 +1,6 @@
 #include "platform/hosted/runtime_dir.h"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,17 +9,16 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <vector>
 
 #include "platform/hosted/directory_trust.h"
 #include "platform/hosted/hosted_log.h"
+#include "platform/hosted/permitted_group.h"
 
 namespace hosted {
 namespace {
 
 constexpr mode_t kDirectoryMode = 02750;
 constexpr const char* kRootDirectory = "/run/ownerlink";
-constexpr const char* kDefaultGroup = "ownerlink";
 
 std::string PathFromEnvironment()
 {
@@ -42,12 +40,6 @@ std::string WithoutTrailingSlashes(std::string path)
         path.pop_back();
     }
     return path;
-}
-
-const char* GroupName()
-{
-    const char* name = secure_getenv("OWNERLINK_GROUP");
-    return name != nullptr && *name != '\0' ? name : kDefaultGroup;
 }
 
 UniqueFd OpenDirectory(const std::string& path)
@@ -108,7 +100,7 @@ void GiveToGroup(int fd, const std::string& path)
     if (fstat(fd, &status) != 0 || status.st_uid != geteuid()) {
         return;
     }
-    const std::optional<gid_t> group = ConnectingGroup();
+    const std::optional<gid_t> group = PermittedGroup().Number();
     if (group && fchown(fd, static_cast<uid_t>(-1), *group) != 0) {
         HOSTED_LOG(kLogWarning, "runtime directory %s cannot be given to group %s: %s",
                    path.c_str(), GroupName(), strerror(errno));
@@ -195,15 +187,6 @@ Outcome<RuntimeDir> PrepareRuntimeDir()
         directory.error = CheckMayPublish(directory.value, path);
     }
     return directory;
-}
-
-std::optional<gid_t> ConnectingGroup()
-{
-    std::vector<char> buffer(16384);
-    group entry = {};
-    group* found = nullptr;
-    const int error = getgrnam_r(GroupName(), &entry, buffer.data(), buffer.size(), &found);
-    return error == 0 && found != nullptr ? std::optional<gid_t>(found->gr_gid) : std::nullopt;
 }
 
 }  // namespace hosted

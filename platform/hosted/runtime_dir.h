@@ -7,7 +7,6 @@
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
 
 #include "platform/hosted/outcome.h"
@@ -30,10 +29,6 @@ Outcome<RuntimeDir> OpenRuntimeDir();
 // For an owner: as above, but makes a directory that is missing, and EACCES also when this process
 // may not publish in it. Logs which directory and why.
 Outcome<RuntimeDir> PrepareRuntimeDir();
-
-// The group whose members may connect: OWNERLINK_GROUP, else "ownerlink". None when there is no
-// such group.
-std::optional<gid_t> ConnectingGroup();
 
 }  // namespace hosted
 
