@@ -7,7 +7,8 @@
 //
 // The MILESTONE forms write a marked record of level 1. A message stands once in the source: the
 // platform log's form is the same text behind the unit's name and the line. The name is `kLogUnit`
-// of the innermost namespace that has one.
+// of the innermost namespace that has one. A platform record counts as unlikely: its arguments are
+// put together apart from the code that runs without it.
 #ifndef OWNERLINK_FOUNDATION_LOG_ROUTES_H
 #define OWNERLINK_FOUNDATION_LOG_ROUTES_H
 
@@ -34,7 +35,7 @@ inline constexpr uint32_t kFailure = 3;
 
 #define OWNERLINK_DLOG(module, level, text, ...)                    \
     do {                                                            \
-        if (CheckLogLevel((module), (level)) == 1) {                \
+        if (CheckLogLevel((module), (level)) == 1) [[unlikely]] {   \
             DlogRecord((module), (level), "[%s:%d]" text, kLogUnit, \
                        __LINE__ __VA_OPT__(, ) __VA_ARGS__);        \
         }                                                           \

@@ -19,7 +19,7 @@ inline constexpr uint32_t kLogError = 3;
 // Resource names may be long; records show them with "%.128s".
 #define HOSTED_LOG(level, format, ...)                                               \
     do {                                                                             \
-        if (CheckLogLevel(::hosted::kLogModule, level) == 1) {                       \
+        if (CheckLogLevel(::hosted::kLogModule, level) == 1) [[unlikely]] {          \
             DlogRecord(::hosted::kLogModule, level, "[%s:%d]" format, __FILE_NAME__, \
                        __LINE__ __VA_OPT__(, ) __VA_ARGS__);                         \
         }                                                                            \
