@@ -42,6 +42,7 @@ void AppendStates(const std::map<std::string, ChangeAppThreadInfo>& infos,
                   std::vector<AppChangeInfo>& result)
 {
     for (const auto& [resFileName, info] : infos) {
+        result.reserve(result.size() + info.states.size());
         for (const auto& [appName, state] : info.states) {
             result.emplace_back(appName, state);
             CLIENT_MILESTONE("%s ChangeAppState: secVfs=%s appName=%s result=%u(%s)",
@@ -102,11 +103,7 @@ int OwnerlinkClientImpl::SplitInputMsg(const std::vector<AppInfo>& appList, Chan
             result.emplace_back(app.appName, INIT);
             continue;
         }
-        const auto [entry, isNew] = infos.try_emplace(resFileName);
-        if (isNew) {
-            entry->second.future = entry->second.promise.get_future();
-        }
-        entry->second.appList.push_back(app);
+        SenderOf(infos, resFileName).appList.push_back(app);
     }
     return 0;
 }

@@ -76,7 +76,7 @@ uint32_t OwnerlinkClientImpl::ControlOwner(CTRL_CMD cmd, const OwnerDomain& doma
 
 bool OwnerlinkClientImpl::UpdateGrpCfg(SsOperSysType os, GroupOwner owner)
 {
-    const std::string resFileName = GetResFileName(os, owner);
+    const std::string& resFileName = FindResFileName(os, owner);
     if (resFileName.empty()) {
         CLIENT_LOG(kFailure, "UpdateGrpCfg groupOwner is invalid.");
         return false;
@@ -97,7 +97,7 @@ bool OwnerlinkClientImpl::UpdateGrpCfg(SsOperSysType os, GroupOwner owner)
 
 bool OwnerlinkClientImpl::DumpGrp(SsOperSysType os, GroupOwner owner)
 {
-    const std::string resFileName = GetResFileName(os, owner);
+    const std::string& resFileName = FindResFileName(os, owner);
     if (resFileName.empty()) {
         CLIENT_LOG(kFailure, "DumpGrp groupOwner is invalid.");
         return false;
@@ -118,7 +118,7 @@ bool OwnerlinkClientImpl::DumpGrp(SsOperSysType os, GroupOwner owner)
 
 bool OwnerlinkClientImpl::StopGrpApp(SsOperSysType os, GroupOwner owner)
 {
-    const std::string resFileName = GetResFileName(os, owner);
+    const std::string& resFileName = FindResFileName(os, owner);
     if (resFileName.empty()) {
         CLIENT_LOG(kFailure, "StopAllApp owner=%s is invalid.", GetGroupOwner(owner).c_str());
         return false;
@@ -147,7 +147,7 @@ bool OwnerlinkClientImpl::SendCommand(OwnerlinkRequestType type, const std::stri
 bool OwnerlinkClientImpl::QueryGrpAppList(SsOperSysType os, GroupOwner owner,
                                           std::vector<std::string>& apps)
 {
-    const std::string resFileName = GetResFileName(os, owner);
+    const std::string& resFileName = FindResFileName(os, owner);
     if (resFileName.empty()) {
         CLIENT_LOG(kFailure, "Query app list, but iam file is invalid.");
         return false;

@@ -120,9 +120,7 @@ void OwnerlinkClientImpl::FillQueryAppStateThreadInfo(QuerySenders& infos, int q
         if (queryType == 0 && (domain.os != DP || domain.groupOwner != DATAMASTER)) {
             continue;
         }
-        QueryAppStateThreadInfo& info = infos[resFileName];
-        info.promise = std::promise<int>();
-        info.future = info.promise.get_future();
+        SenderOf(infos, resFileName);
     }
 }
 

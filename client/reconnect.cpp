@@ -105,9 +105,13 @@ void OwnerlinkClientImpl::InitConnectionToOwner()
 void OwnerlinkClientImpl::SsCheckAndReconnet()
 {
     prctl(PR_SET_NAME, "SsCheckAndReconnect");
+    std::vector<int> watched;  // keeps its room: a round of looks allocates nothing
     while (!LoadPlain(isExiting_)) {
-        const std::map<int, OwnerDomain> watched = ownerFdMap_;  // a reconnection changes the map
-        for (const auto& [fd, domain] : watched) {
+        watched.clear();
+        for (const auto& [fd, domain] : ownerFdMap_) {
+            watched.push_back(fd);  // a reconnection changes the map
+        }
+        for (const int fd : watched) {
             if (LoadPlain(isExiting_)) {
                 break;
             }

@@ -1,4 +1,4 @@
-// What the fan-outs do alike with their senders: wait for them and join them.
+// What the fan-outs do alike with their senders: make their records, wait for them and join them.
 #ifndef OWNERLINK_CLIENT_SENDERS_H
 #define OWNERLINK_CLIENT_SENDERS_H
 
@@ -13,6 +13,17 @@ inline void JoinIfRunning(std::thread& thread)
     if (thread.joinable()) {
         thread.join();
     }
+}
+
+// The record of a resource file's sender. Two domains that share the file share the record.
+template <typename Infos>
+auto& SenderOf(Infos& infos, const std::string& resFileName)
+{
+    const auto [entry, isNew] = infos.try_emplace(resFileName);
+    if (isNew) {
+        entry->second.future = entry->second.promise.get_future();
+    }
+    return entry->second;
 }
 
 // Waits for every sender, in the order of the resource files, and joins it. What bounds the wait is

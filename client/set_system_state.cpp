@@ -77,13 +77,10 @@ bool OwnerlinkClientImpl::AdmitStateChange(int state, int timeOut, bool isCancel
     return true;
 }
 
-// Two domains with one resource file make one sender.
 void OwnerlinkClientImpl::FillSystemStateThreadInfos(StateSenders& infos) const
 {
     for (const auto& [domain, resFileName] : LoadedTable()) {
-        SetSystemStateThreadInfo& info = infos[resFileName];
-        info.promise = std::promise<int>();
-        info.future = info.promise.get_future();
+        SenderOf(infos, resFileName);
     }
 }
 
