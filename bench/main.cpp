@@ -322,6 +322,9 @@ void AddWaitAndRestRoles(Roles& roles, const Arguments& words)
         bench::StartBare(words[0]);
     };
     roles["watching-manager"] = bench::ServeAsWatchingManager;
+    roles["bare-watch"] = [=] {
+        bench::ServeAsBareWatch(words[0]);
+    };
     roles["program"] = [=] {
         bench::BecomeProgram(words[0], words[1]);
     };

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <ownerlink/client.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -16,6 +17,7 @@
 #include <thread>
 
 #include "bench/applications.h"
+#include "bench/bare_connection.h"
 #include "bench/cases.h"
 #include "bench/processes.h"
 #include "bench/table.h"
@@ -27,6 +29,8 @@ namespace {
 
 constexpr size_t kConnections = 64;
 constexpr const char* kResource = "dp:/res/bench/at-rest";
+// A manager's, behind each look at an owner and behind each round of them.
+constexpr auto kPause = std::chrono::milliseconds(50);
 // An owner's threads beyond those that it keeps end a second after their last work.
 constexpr auto kComingToRest = std::chrono::milliseconds(2500);
 
@@ -46,6 +50,14 @@ void AddIdle(std::vector<RestFigure>& figures, std::chrono::milliseconds duratio
     manager.AwaitReady();
     figures.push_back({"idle: a manager that watches three owners", IdlePart(manager, duration),
                        0.1, "% of a core"});
+    const TemporaryDirectory directory;
+    const std::string path = directory.Path() + "/bare";
+    RoleProcess bareEnds({"bare-threads", path});
+    bareEnds.AwaitReady();
+    RoleProcess bare({"bare-watch", path});
+    bare.AwaitReady();
+    figures.push_back({"idle: bare, the same pauses and an exchange for each look",
+                       IdlePart(bare, duration), 0, "% of a core"});
     RoleProcess owner({"owner", kResource});
     owner.AwaitReady();
     figures.push_back(
@@ -88,7 +100,10 @@ void OpenConnections(std::array<int, kConnections>& files)
 void AddMemory(std::vector<RestFigure>& figures)
 {
     const TemporaryDirectory directory;
-    setenv("OWNERLINK_RUNTIME_DIR", (directory.Path() + "/run").c_str(), 1);
+    // Made beforehand, as the package makes it: an owner that makes its own looks a group up.
+    const std::string runtime = directory.Path() + "/run";
+    Require(mkdir(runtime.c_str(), 0750) == 0, "making the runtime directory");
+    setenv("OWNERLINK_RUNTIME_DIR", runtime.c_str(), 1);
     RoleProcess owner({"program", OWNERLINK_BENCH_OWNER_AT_REST, kResource});
     owner.AwaitReady();
     const Resident without = ResidentOf(owner);
@@ -144,9 +159,13 @@ void PrintRest(const std::vector<RestFigure>& figures)
 {
     std::printf("\n| at rest | value | aim: under | |\n|---|---|---|---|\n");
     for (const RestFigure& figure : figures) {
-        std::printf("| %s | %.4g %s | %g %s | %s |\n", figure.name.c_str(), figure.value,
-                    figure.unit.c_str(), figure.aim, figure.unit.c_str(),
-                    figure.value < figure.aim ? "met" : "MISSED");
+        const std::string value = Text("%.4g %s", figure.value, figure.unit.c_str());
+        if (figure.aim == 0) {
+            std::printf("| %s | %s | - | |\n", figure.name.c_str(), value.c_str());
+            continue;
+        }
+        std::printf("| %s | %s | %g %s | %s |\n", figure.name.c_str(), value.c_str(), figure.aim,
+                    figure.unit.c_str(), figure.value < figure.aim ? "met" : "MISSED");
     }
 }
 
@@ -159,6 +178,20 @@ void ServeAsWatchingManager()
     std::cout << "ready" << std::endl;
     while (true) {
         pause();
+    }
+}
+
+void ServeAsBareWatch(const std::string& path)
+{
+    std::array<BareConnection, kOwners> owners = {BareConnection(path), BareConnection(path),
+                                                  BareConnection(path)};
+    std::cout << "ready" << std::endl;
+    while (true) {
+        for (BareConnection& owner : owners) {
+            owner.Exchange();
+            std::this_thread::sleep_for(kPause);
+        }
+        std::this_thread::sleep_for(kPause);
     }
 }
 

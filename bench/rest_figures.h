@@ -11,7 +11,7 @@ namespace bench {
 struct RestFigure {
     std::string name;
     double value = 0;
-    double aim = 0;  // the value must stay below it
+    double aim = 0;  // the value must stay below it; 0: a floor, which has none
     std::string unit;
 };
 
@@ -25,6 +25,9 @@ void PrintRest(const std::vector<RestFigure>& figures);
 
 // A manager that watches three owners: prints "ready" once it does, and never returns.
 [[noreturn]] void ServeAsWatchingManager();
+
+// The floor of that: as many sleeps, and a bare exchange where it looks at an owner.
+[[noreturn]] void ServeAsBareWatch(const std::string& path);
 
 // Becomes `program`. Throws if it cannot.
 [[noreturn]] void BecomeProgram(const std::string& program, const std::string& argument);
