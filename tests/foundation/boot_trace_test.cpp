@@ -63,7 +63,36 @@ TEST_F(BootTrace, NeverRunsBackwards)
     EXPECT_EQ(earlier.frequency, later.frequency);
 }
 
-#if !defined(__aarch64__)  // where the processor itself is the counter
+#if defined(__aarch64__)  // where the processor itself is the counter
+
+uint64_t GenericTimer()
+{
+    uint64_t ticks = 0;
+    asm volatile("mrs %0, cntvct_el0" : "=r"(ticks));
+    return ticks;
+}
+
+TEST_F(BootTrace, ReadsTheGenericTimer)
+{
+    uint64_t frequency = 0;
+    asm volatile("mrs %0, cntfrq_el0" : "=r"(frequency));
+    const uint64_t before = GenericTimer();
+
+    const BootCounter counter = ReadBootCounter();
+
+    EXPECT_EQ(counter.frequency, frequency);
+    EXPECT_LE(before, counter.ticks);
+    EXPECT_LE(counter.ticks, GenericTimer());
+}
+
+TEST_F(BootTrace, AsksNoClockBesideTheGenericTimer)
+{
+    BootStrace("SS_AGENT");
+
+    EXPECT_THAT(platform::Calls("clock_gettime"), ElementsAre());
+}
+
+#else
 
 TEST_F(BootTrace, CountsSecondsSinceBoot)
 {
