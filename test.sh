@@ -3,9 +3,11 @@
 # processes over real sockets. Installs what is missing (as root), works in a temporary directory,
 # and leaves nothing behind.
 #
-#   test.sh [PRESET]     dev (the default), clang, release, asan or tsan
+#   test.sh [PRESET [DIRECTORY]]     dev (the default), clang, release, asan, tsan or coverage
 #
-# The last line says how many tests passed and failed.
+# With a directory it builds there, and the build stays. With the preset `coverage` it also prints
+# how much of each folder the tests have run, and too little of the core counts as a failure. The last
+# line says how many tests passed and failed.
 set -uo pipefail
 root=$(cd "$(dirname "$0")" && pwd)
 preset=${1:-dev}
@@ -13,16 +15,21 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 chmod 755 "$work"  # one test's application runs as another user
 export TMPDIR=$work
+build=$(realpath -m "${2:-$work/build}")
 
 # The usual build parses every header where it is included, and so notices a missing include; the
 # others need not.
-if [ "$preset" = dev ]; then packages=test pch=OFF; else packages=ci pch=ON; fi
+packages=ci pch=ON
+case $preset in
+    dev) packages=test pch=OFF ;;
+    coverage) pch=OFF ;;
+esac
 "$root/scripts/install-packages" "$packages" || exit 1
 
-echo "Building the tests ($preset) in $work; this takes some minutes ..."
-if ! cmake -S "$root" --preset "$preset" -B "$work/build" -DOWNERLINK_BUILD_BENCH=OFF \
+echo "Building the tests ($preset) in $build; this takes some minutes ..."
+if ! cmake -S "$root" --preset "$preset" -B "$build" -DOWNERLINK_BUILD_BENCH=OFF \
     -DOWNERLINK_TEST_PCH="$pch" \
-    >"$work/build.log" 2>&1 || ! ninja -C "$work/build" >>"$work/build.log" 2>&1; then
+    >"$work/build.log" 2>&1 || ! ninja -C "$build" >>"$work/build.log" 2>&1; then
     grep -E -A12 'error|FAILED' "$work/build.log" | head -n 80
     echo "test: the build failed" >&2
     echo "0 passed, 1 failed"
@@ -30,7 +37,7 @@ if ! cmake -S "$root" --preset "$preset" -B "$work/build" -DOWNERLINK_BUILD_BENC
 fi
 
 echo "Running the tests ..."
-ctest --test-dir "$work/build" --output-on-failure --no-tests=error -j "$(nproc)" \
+ctest --test-dir "$build" --output-on-failure --no-tests=error -j "$(nproc)" \
     >"$work/test.log" 2>&1
 status=$?
 if [ "$status" -ne 0 ]; then
@@ -39,5 +46,14 @@ fi
 summary=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$work/test.log")
 failed=$(sed -E 's/.*passed, ([0-9]+) tests failed out of ([0-9]+).*/\1/' <<<"$summary")
 total=$(sed -E 's/.*passed, ([0-9]+) tests failed out of ([0-9]+).*/\2/' <<<"$summary")
-echo "$((${total:-0} - ${failed:-0})) passed, ${failed:-1} failed"
+passed=$((${total:-0} - ${failed:-0}))
+failed=${failed:-1}
+if [ "$preset" = coverage ]; then
+    if "$root/scripts/coverage" "$build"; then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1)) status=1
+    fi
+fi
+echo "$passed passed, $failed failed"
 exit "$status"
