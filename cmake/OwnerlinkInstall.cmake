@@ -61,12 +61,19 @@ function(ownerlink_install_documents)
     install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs/ COMPONENT development
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
         FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN man EXCLUDE)
-    install(FILES ${CMAKE_SOURCE_DIR}/README.md ${CMAKE_SOURCE_DIR}/CHANGELOG.md
-        DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+    file(GLOB pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/*.md)
+    install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
     install(FILES ${CMAKE_SOURCE_DIR}/examples/manager.cpp ${CMAKE_SOURCE_DIR}/examples/owner.cpp
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
     install(FILES ${CMAKE_SOURCE_DIR}/examples/installed.cmake RENAME CMakeLists.txt
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+    install(PROGRAMS ${CMAKE_SOURCE_DIR}/tools/trace/latency.bt
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+    if(TARGET ownerlinkctl)
+        install(FILES ${CMAKE_SOURCE_DIR}/examples/appmgr.yaml
+            ${CMAKE_SOURCE_DIR}/examples/owners.yaml
+            DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT tools)
+    endif()
 endfunction()
 
 # A program in the prefix finds the library in the prefix. A package for the system's own folders
