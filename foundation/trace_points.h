@@ -19,11 +19,12 @@
 namespace ProcMgr::trace {
 
 // Tools read an argument from a register or beside one, but not from the address of a symbol, where
-// an optimised build finds the name of a file that never changes.
-inline const char* InRegister(const char* text)
+// an optimised build finds the name of a file that never changes; and not all read a constant.
+template <typename Argument>
+Argument InRegister(Argument argument)
 {
-    asm("" : "+r"(text));
-    return text;
+    asm("" : "+r"(argument));
+    return argument;
 }
 
 inline void Open(const char* resource, int fd)
@@ -45,13 +46,13 @@ inline void Receive(const char* resource, uint32_t command, int fd, long result)
 
 inline void CallbackBegin(const char* resource, uint32_t command)
 {
-    DTRACE_PROBE2(ownerlink, callback_begin, InRegister(resource), command);
+    DTRACE_PROBE2(ownerlink, callback_begin, InRegister(resource), InRegister(command));
 }
 
 inline void CallbackEnd(const char* resource, uint32_t command, bool verdict)
 {
     const int result = verdict ? 1 : 0;
-    DTRACE_PROBE3(ownerlink, callback_end, InRegister(resource), command, result);
+    DTRACE_PROBE3(ownerlink, callback_end, InRegister(resource), InRegister(command), result);
 }
 
 inline void EventReport(const char* resource, uint32_t state)

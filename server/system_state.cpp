@@ -124,7 +124,7 @@ bool OwnerlinkServerImpl::CallCancelSuspendPre(int timeOut)
         return false;
     }
     SERVER_LOG(GRP_LOG_WARN, "CancelSuspendStateHandle with timeout callback begin.");
-    const bool verdict = CallOwner(CANCEL_SUSPEND, callback, WORKING, timeOut);
+    const bool verdict = CallOwner(CANCEL_SUSPEND, callback, static_cast<int>(WORKING), timeOut);
     SERVER_LOG(GRP_LOG_WARN, "CancelSuspendStateHandle with timeout callback end. ret=%u",
                static_cast<unsigned>(verdict));
     return verdict;
