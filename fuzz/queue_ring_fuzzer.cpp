@@ -6,59 +6,28 @@
 // over, each pool has all of its blocks again.
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "fuzz/script.h"
 #include "platform/hosted/queue_message.h"
 #include "platform/hosted/queue_store.h"
 
 namespace {
 
+using fuzz::Require;
+using fuzz::Script;
 using hosted::QueueStore;
 using hosted::UniqueFd;
 
 constexpr uint32_t kPools = 10;  // more than one subscriber can have
 constexpr uint32_t kBlockSize = 16;
 constexpr uint32_t kBlockCount = 5;
-
-void Require(bool condition)
-{
-    if (!condition) {
-        std::abort();
-    }
-}
-
-// What is left of the input; zeroes when there is nothing left.
-class Script {
-public:
-    Script(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-
-    bool IsOver() const { return at_ >= size_; }
-
-    template <typename T>
-    T Take()
-    {
-        T value = {};
-        const size_t count = std::min(sizeof value, size_ - std::min(at_, size_));
-        if (count > 0) {
-            std::memcpy(&value, data_ + at_, count);
-        }
-        at_ += sizeof value;
-        return value;
-    }
-
-private:
-    const uint8_t* data_;
-    size_t size_;
-    size_t at_ = 0;
-};
 
 class World {
 public:

@@ -35,6 +35,10 @@ public:
 
     explicit QueueLink(UniqueFd socket, uint64_t instance);
 
+    // The first call on a link: takes the ring, and the verdict of the owner's open hook. 0 or an
+    // errno number; the link is of no use then.
+    int Greet(const Deadline& deadline);
+
     uint64_t Instance() const { return instance_; }
 
     enum class NextEnd { kEntry, kNothing, kBroken };
@@ -62,7 +66,6 @@ private:
     };
 
     static Opened OpenLife(const RuntimeDir& directory, const Endpoint& endpoint);
-    int Greet(const Deadline& deadline);
     std::optional<int> AwaitVerdict(const Deadline& deadline);
     std::optional<int> Handle(const QueueMessage& message, const UniqueFd& memory);
     int TakeRing(const QueueMessage& message, const UniqueFd& memory);
