@@ -34,6 +34,11 @@ std::string Receive(int channel)
     return {buffer.data(), static_cast<size_t>(count < 0 ? 0 : count)};
 }
 
+UniqueFd OpenLock(const std::string& path)
+{
+    return UniqueFd(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+}
+
 void KillAllOf(const std::string& marker)
 {
     const auto end = std::chrono::steady_clock::now() + kPatience;
@@ -62,7 +67,7 @@ void KillAllOf(const std::string& marker)
         _exit(0);
     }
     const std::string marker = order.substr(0, split);
-    const UniqueFd lock(open(order.substr(split + 1).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    const UniqueFd lock = OpenLock(order.substr(split + 1));
     flock(lock.Get(), LOCK_EX | LOCK_NB);
     send(channel, "ok", 2, MSG_NOSIGNAL);
     if (Receive(channel).empty()) {
@@ -108,7 +113,7 @@ void Guardian::Dismiss()
 
 bool AwaitFormerGuardian(const std::string& lockFile)
 {
-    const UniqueFd lock(open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    const UniqueFd lock = OpenLock(lockFile);
     const auto end = std::chrono::steady_clock::now() + 2 * kPatience;
     while (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
         if (std::chrono::steady_clock::now() > end) {

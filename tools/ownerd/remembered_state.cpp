@@ -153,8 +153,8 @@ bool Save(const std::string& path, const RememberedState& state)
 {
     const std::string text = Write(state, BootId());
     const std::string next = path + ".next";
-    const UniqueFd file(
-        open(next.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+    unlink(next.c_str());  // whatever it is, or is another name of
+    const UniqueFd file(open(next.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     return file &&
            write(file.Get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
            rename(next.c_str(), path.c_str()) == 0;
