@@ -16,6 +16,24 @@ if(OWNERLINK_SANITIZE)
     target_link_options(ownerlink_options INTERFACE ${ownerlink_sanitize_flags})
 endif()
 
+# What a mistake of ours, or of a peer that finds one, is to meet. The sanitizers look closer and do not
+# go together with it; without optimisation there is nothing to fortify.
+option(OWNERLINK_HARDEN "Protect stacks and check calls of the C library in optimised builds" ON)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+if(OWNERLINK_HARDEN AND NOT OWNERLINK_SANITIZE)
+    set(ownerlink_fortify 2)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 12)
+        set(ownerlink_fortify 3)
+    endif()
+    set(ownerlink_is_optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+    target_compile_options(ownerlink_options INTERFACE
+        $<${ownerlink_is_optimised}:-fstack-protector-strong>
+        $<${ownerlink_is_optimised}:-U_FORTIFY_SOURCE>
+        $<${ownerlink_is_optimised}:-D_FORTIFY_SOURCE=${ownerlink_fortify}>)
+    target_link_options(ownerlink_options INTERFACE -Wl,-z,relro -Wl,-z,now)
+endif()
+
 # Gives `target` the project's options, as position-independent code.
 function(ownerlink_compile_options target)
     target_link_libraries(${target} PRIVATE ownerlink_options)

@@ -14,13 +14,12 @@
 #include "platform/hosted/endpoint_record.h"
 #include "tests/hosted/raw_peer.h"
 #include "tests/security/test_service.h"
+#include "tests/security/treasure.h"
 
 namespace fs = std::filesystem;
 using namespace hosted;
 
 namespace {
-
-constexpr const char* kKept = "nobody may change this";
 
 std::string NameOf(Kind kind)
 {
@@ -37,30 +36,6 @@ int PublishAs(const User& user, Kind kind)
 {
     return ResultAs(user, [=] { return PublishOf(kind); });
 }
-
-// One of root's files, as a trick would have it opened, given away or written to.
-class Treasure {
-public:
-    explicit Treasure(std::string path) : path_(std::move(path))
-    {
-        std::ofstream(path_) << kKept;
-        chmod(path_.c_str(), 0600);
-    }
-    const std::string& Path() const { return path_; }
-    void ExpectUntouched() const
-    {
-        struct stat status = {};
-        EXPECT_EQ(stat(path_.c_str(), &status), 0);
-        EXPECT_EQ(status.st_uid, 0U);
-        EXPECT_EQ(status.st_mode & 07777U, 0600U);
-        std::ostringstream text;
-        text << std::ifstream(path_).rdbuf();
-        EXPECT_EQ(text.str(), kKept);
-    }
-
-private:
-    std::string path_;
-};
 
 class RuntimeDirectoryTrick : public ServiceTest, public testing::WithParamInterface<Kind> {
 protected:
@@ -113,7 +88,7 @@ TEST_P(RuntimeDirectoryTrick, ADirectoryThatIsALinkIsRefused)
 
 TEST_P(RuntimeDirectoryTrick, ADirectoryThatOthersMayWriteIsRefusedStickyOrNot)
 {
-    for (const mode_t mode : {02770, 02757, 03777, 0777}) {
+    for (const mode_t mode : {02770U, 02757U, 03777U, 0777U}) {
         ASSERT_EQ(chmod(Runtime().c_str(), mode), 0);
 
         ExpectRefused();
@@ -160,8 +135,8 @@ TEST_P(RuntimeDirectoryTrick, ADirectoryBelowAThirdUsersIsRefused)
 
 TEST_P(RuntimeDirectoryTrick, AUsersDirectoryInThatUsersOwnPlaceIsGood)
 {
-    MakeDirectory(Base() + "/home", OwnersUser(), 0755);
-    UseDirectory(Base() + "/home/ownerlink");
+    MakeDirectory(Base() + "/place", OwnersUser(), 0755);
+    UseDirectory(Base() + "/place/ownerlink");
     const UserProcess owner(OwnersUser(), Serve);  // makes it
     ASSERT_TRUE(owner.HasSaidReady());
 
