@@ -100,17 +100,19 @@ class Checker:
         library = pathlib.Path(self.settings["fake" if with_fake else "library"])
         run([self.settings["cc" if is_c else "cxx"], "-std=c11" if is_c else "-std=c++17",
              *WARNINGS, *self.sanitize(), f"-I{self.root}/include", f"-I{self.root}", source,
-             library, f"-Wl,-rpath,{library.parent}", *self.test_libraries(text), "-pthread",
-             "-o", source.with_suffix("")])
+             *self.libraries(text, library, is_c), "-o", source.with_suffix("")])
         return source.with_suffix("")
 
     def sanitize(self):
         kinds = self.settings["sanitize"]
         return [f"-fsanitize={kinds}"] if kinds else []
 
-    @staticmethod
-    def test_libraries(text):
-        return ["-lgmock_main", "-lgmock", "-lgtest"] if "gmock" in text else []
+    def libraries(self, text, library, is_c):
+        """A C program lacks what a sanitizer's C++ needs, and is not linked there."""
+        if is_c and self.settings["sanitize"]:
+            return ["-c"]
+        tests = ["-lgmock_main", "-lgmock", "-lgtest"] if "gmock" in text else []
+        return [library, f"-Wl,-rpath,{library.parent}", *tests, "-pthread"]
 
     def check_yaml(self, text):
         file = self.work / "block.yaml"

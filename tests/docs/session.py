@@ -115,6 +115,7 @@ class Session:
                     TMPDIR=str(self.clone.parent),
                     OWNERLINK_RUNTIME_DIR=str(self.clone.with_name("run")),
                     EXAMPLES=self.settings["examples"],
+                    SANITIZE=kinds,
                     UNBOUND=self.settings["unbound"],
                     SAMPLES=self.settings["samples"],
                     DOCS_SOURCE=str(self.root),
