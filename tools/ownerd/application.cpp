@@ -159,7 +159,7 @@ void Application::Reconfigure(const ApplicationConfig& config)
     const bool isLaunchedAlike = config.launch == config_.launch;
     config_ = config;
     if (!isLaunchedAlike && memory_.isWanted && memory_.pid != 0) {
-        LogInfo(config_.name + ": is launched otherwise now, restarting it");
+        LogInfo(config_.name, "is launched otherwise now, restarting it");
         Restart([](AppChangeState) {});
     }
 }
@@ -176,8 +176,8 @@ void Application::Prepare()
     if (memory_.pid != 0 && !memory_.isPrepared) {
         memory_.isPrepared = true;
         SignalProcess(config_.prepareSignal);
-        LogInfo(config_.name + ": told by " + SignalName(config_.prepareSignal) +
-                " that a suspend is near");
+        LogInfo(config_.name,
+                "told by " + SignalName(config_.prepareSignal) + " that a suspend is near");
     }
 }
 
@@ -185,8 +185,8 @@ void Application::TakeBackPreparation()
 {
     if (std::exchange(memory_.isPrepared, false) && memory_.pid != 0 && config_.cancelSignal != 0) {
         SignalProcess(config_.cancelSignal);
-        LogInfo(config_.name + ": told by " + SignalName(config_.cancelSignal) +
-                " that the suspend is over");
+        LogInfo(config_.name,
+                "told by " + SignalName(config_.cancelSignal) + " that the suspend is over");
     }
 }
 

@@ -89,14 +89,14 @@ void ApplicationOutput::TakeLine(const std::string& line)
         TellDropped();
     }
     if (limit_.Pass(now)) {
-        LogInfo(name_ + ": " + line.substr(0, kLongestLine));
+        LogInfo(name_, line.substr(0, kLongestLine));
     }
 }
 
 void ApplicationOutput::TellDropped()
 {
     if (const size_t dropped = limit_.TakeDropped(); dropped > 0) {
-        LogWarning(name_ + ": printed too fast, " + std::to_string(dropped) + " lines dropped");
+        LogWarning(name_, "printed too fast, " + std::to_string(dropped) + " lines dropped");
     }
 }
 

@@ -68,7 +68,7 @@ LaunchedProcess Application::MakeProcess()
             [this](const Notification& notification) { OnNotification(notification); });
         facts.notifySocket = notifySocket_->Name();
     } catch (const std::system_error& error) {
-        LogWarning(config_.name + ": cannot notify: " + error.what());
+        LogWarning(config_.name, std::string("cannot notify: ") + error.what());
     }
     LaunchOrder order;
     order.config = &config_.launch;
@@ -107,7 +107,7 @@ bool Application::TakeOver(const Memory& memory)
     WatchProcess(memory.pid, std::move(pidFd));
     isReady_ = true;
     Enter(memory.isWanted ? Phase::Running : Phase::Leaving);
-    LogInfo(config_.name + ": taken over, pid " + std::to_string(memory.pid));
+    LogInfo(config_.name, "taken over, pid " + std::to_string(memory.pid));
     return true;
 }
 
@@ -164,11 +164,11 @@ void Application::TakeMainProcess(const std::string& text)
                        std::find(own->second.begin(), own->second.end(), pid) != own->second.end();
     UniqueFd pidFd = isOwn ? OpenPid(pid) : UniqueFd();
     if (!pidFd) {
-        LogWarning(config_.name + ": names a main process that is none of its own: " + text);
+        LogWarning(config_.name, "names a main process that is none of its own: " + text);
         return;
     }
     if (pid != memory_.pid) {
-        LogInfo(config_.name + ": goes on as pid " + text);
+        LogInfo(config_.name, "goes on as pid " + text);
         WatchProcess(pid, std::move(pidFd));
     }
 }
@@ -182,14 +182,14 @@ void Application::OnReady()
     timer_.Clear();
     if (phase_ == Phase::Starting) {
         Enter(Phase::Running);
-        LogInfo(config_.name + ": started, pid " + std::to_string(memory_.pid));
+        LogInfo(config_.name, "started, pid " + std::to_string(memory_.pid));
         SettleStarts(SUCCESS, SUCCESS);
     }
 }
 
 void Application::OnNotReadyInTime()
 {
-    LogWarning(config_.name + ": not ready within " + DescribeTime(config_.readyWithin));
+    LogWarning(config_.name, "not ready within " + DescribeTime(config_.readyWithin));
     if (phase_ == Phase::Starting) {
         SendStop();
     }
@@ -213,8 +213,8 @@ void Application::StopAtOnce()
 
 void Application::OnGraceOver()
 {
-    LogWarning(config_.name + ": still there " + DescribeTime(config_.stopGrace) + " after " +
-               SignalName(config_.stopSignal) + ", killing it");
+    LogWarning(config_.name, "still there " + DescribeTime(config_.stopGrace) + " after " +
+                                 SignalName(config_.stopSignal) + ", killing it");
     SignalGroup(SIGKILL);
     host_.KillAll(*this);
 }
@@ -255,8 +255,8 @@ void Application::OnExit(const std::string& how, bool isFailure)
     }
     if (!launchFailure_) {
         const bool isAsked = phase_ == Phase::Stopping;
-        (isFailure && !isAsked ? LogWarning
-                               : LogInfo)(config_.name + (isAsked ? ": stopped, " : ": ") + how);
+        const std::string text = (isAsked ? "stopped, " : "") + how;
+        isFailure && !isAsked ? LogWarning(config_.name, text) : LogInfo(config_.name, text);
     }
     exitWasFailure_ = isFailure || !isReady_;
     timer_.Clear();
@@ -310,10 +310,10 @@ void Application::RestartLater()
     }
     Enter(Phase::BackOff);
     if (host_.HoldsRestarts()) {
-        LogInfo(config_.name + ": restarted when the suspend is over");
+        LogInfo(config_.name, "restarted when the suspend is over");
         return;
     }
-    LogInfo(config_.name + ": restarted in " + DescribeTime(*delay));
+    LogInfo(config_.name, "restarted in " + DescribeTime(*delay));
     timer_.SetIn(*delay, [this] {
         if (!host_.HoldsRestarts()) {
             Enter(Phase::Waiting);
@@ -323,7 +323,7 @@ void Application::RestartLater()
 
 void Application::Fail(const std::string& reason, AppChangeState state)
 {
-    LogError(config_.name + ": failed: " + reason);
+    LogError(config_.name, "failed: " + reason);
     ForgetProcess();
     memory_.hasFailed = true;
     Enter(Phase::Stopped);

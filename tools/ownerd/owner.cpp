@@ -82,12 +82,14 @@ int Owner::Run()
 // as far as the applications. Requests wait until the loop runs.
 bool Owner::Begin()
 {
+    NameOwnerInLog(configuration_.resource);
     setlogmask(LOG_UPTO(configuration_.logMask));
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     WatchSignals();
     if (!service_.Publish(configuration_.resource)) {
         LogError("cannot publish " + configuration_.resource +
-                 "; syslog, or OWNERLINK_LOG=info, says why");
+                 ": another owner holds the name, or the runtime directory is not this user's; "
+                 "syslog, or OWNERLINK_LOG=info, says which");
         return false;
     }
     const std::optional<RuntimePlace> place = FindRuntimePlace(configuration_.resource);

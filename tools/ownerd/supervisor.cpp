@@ -140,7 +140,7 @@ void Supervisor::Sweep()
             toldOfRest_.erase(application->Name());
             application->RestGone();
         } else if (toldOfRest_.insert(application->Name()).second) {
-            LogWarning(application->Name() + ": has left processes behind, killing them");
+            LogWarning(application->Name(), "has left processes behind, killing them");
         }
     }
     if (!draining_.empty()) {

@@ -64,8 +64,8 @@ bool Supervisor::KillLeftovers(std::set<pid_t>& told)
             isAny = true;
             kill(pid, SIGKILL);
             if (told.insert(pid).second) {
-                LogWarning(name + ": ending pid " + std::to_string(pid) +
-                           ", left by the owner's former life");
+                LogWarning(name, "ending pid " + std::to_string(pid) +
+                                     ", left by the owner's former life");
             }
         }
     }
@@ -101,7 +101,7 @@ void Supervisor::Reconfigure(const Configuration& configuration)
 std::unique_ptr<Application> Supervisor::MakeNew(const ApplicationConfig& config)
 {
     auto application = std::make_unique<Application>(config, *this);
-    LogInfo(config.name + ": new");
+    LogInfo(config.name, "new");
     state_.Refit(*application);
     return application;
 }
@@ -125,7 +125,7 @@ void Supervisor::DropFromConfiguration(const Configuration& configuration)
             configuration.applications.begin(), configuration.applications.end(),
             [&](const ApplicationConfig& config) { return config.name == application->Name(); });
         if (!isKept) {
-            LogInfo(application->Name() + ": removed, stopping it");
+            LogInfo(application->Name(), "removed, stopping it");
             application->Stop(StopReason::Reload, Ignore);
             removed_.push_back(std::move(application));
         }
