@@ -62,7 +62,6 @@ public:
 private:
     static void Follow(Mode mode)
     {
-        const SpareThisThread spared;
         if (mode == Mode::kDie) {
             kill(getpid(), SIGKILL);
         } else if (mode == Mode::kDieBeforeAnswer) {

@@ -172,6 +172,7 @@ int main(int count, char** arguments)
         BecomeNobody();
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    TellAbortsApart();
     const SpareThisThread spared;
     const bool isOwner = count > 1 && std::strcmp(arguments[1], "owner") == 0;
     std::strcpy(answer, "ok");

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -21,6 +22,7 @@ std::atomic<uint64_t> failsOneIn{0};  // 0: none fails
 std::atomic<uint64_t> allocations{static_cast<uint64_t>(getpid()) << 20};
 std::atomic<int64_t> clockShift{0};
 thread_local bool isSpared = false;
+thread_local bool isOwnThread = false;  // this program's, not the library's
 
 struct Taken {
     Taken* next;
@@ -142,8 +144,19 @@ void ShiftWallClock(int64_t seconds)
     clockShift = seconds;
 }
 
+void TellAbortsApart()
+{
+    std::set_terminate([] {
+        if (isOwnThread) {
+            _exit(kEndedByOwnThread);
+        }
+        std::abort();
+    });
+}
+
 SpareThisThread::SpareThisThread(bool isNowSpared) : before_(std::exchange(isSpared, isNowSpared))
 {
+    isOwnThread = true;
 }
 
 SpareThisThread::~SpareThisThread()

@@ -16,7 +16,12 @@ bool Feed(std::string_view what);
 // Sets the wall clock as this process sees it, `seconds` from the true one.
 void ShiftWallClock(int64_t seconds);
 
-// The calling thread's own allocations do not fail while one of these stands.
+// An exception that nobody catches aborts the process where it left a thread of the library's, and
+// ends it with this code where it left one of the program's own.
+inline constexpr int kEndedByOwnThread = 9;
+void TellAbortsApart();
+
+// The calling thread is the program's own; its allocations do not fail while one of these stands.
 class SpareThisThread {
 public:
     explicit SpareThisThread(bool isSpared = true);

@@ -106,12 +106,13 @@ void ClientWithoutMemory(World& world)
 // Memory that is refused inside a sender's thread ends the process: nothing is caught there.
 void QueryWithoutMemory(World& world)
 {
+    const std::string what = world.Round() % 2 == 0 ? "some-allocations" : "memory";
     const auto victim = world.StartPeer("client");
     world.CheckAllIsWell(*victim);
-    victim->Order(world.Round() % 2 == 0 ? "starve some-allocations" : "starve memory");
-    victim->Order("ask 0 1 " + std::to_string(kLongMs));
+    victim->Order("starve " + what);
     std::string results;
     try {
+        victim->Order("ask 0 1 " + std::to_string(kLongMs));
         results = victim->Tell("results");
     } catch (const std::runtime_error&) {
         if (!WasAborted(*victim)) {
@@ -125,7 +126,7 @@ void QueryWithoutMemory(World& world)
             world.Account(outcome);
         }
     }
-    victim->Order(world.Round() % 2 == 0 ? "feed some-allocations" : "feed memory");
+    victim->Order("feed " + what);
     world.CheckAllIsWell(*victim);
     CheckBothSurvive(world);
 }

@@ -3,6 +3,10 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <new>
+#include <optional>
+
+#include "platform/hosted/owner_peers.h"
 #include "platform/hosted/socket_address.h"
 #include "platform/hosted/unique_fd.h"
 #include "tests/hosted/raw_peer.h"
@@ -110,6 +114,24 @@ TEST_F(Shortage, AConnectionWithoutADescriptorSaysSo)
     }
 
     EXPECT_EQ(error, 0);
+}
+
+TEST(OwnerPeers, AreWholeAfterAnAdmissionWithoutMemory)
+{
+    hosted::OwnerPeers peers;
+    const hosted::PeerCredentials client = {1, geteuid() + 1, 0};
+    bool isAdmitted = false;
+    for (int n = 0; !isAdmitted; ++n) {
+        FailAllocation(n);
+        try {
+            isAdmitted = peers.Admit(client).first != nullptr;
+        } catch (const std::bad_alloc&) {
+            EXPECT_EQ(peers.GreediestUser(), std::nullopt) << n;
+        }
+        FailAllocation(kNoAllocation);
+    }
+
+    EXPECT_EQ(peers.GreediestUser(), client.user);
 }
 
 TEST_F(Shortage, AConnectionIsTriedAlthoughTheTimeHasGoneBy)
