@@ -172,6 +172,16 @@ TEST_F(CtlTest, ATableWithoutOwnersIsToldFromOneThatFails)
     }
 }
 
+TEST_F(CtlTest, ATableWithoutOwnersIsShownWhatAnEntryLooksLike)
+{
+    WriteConfig("{}");
+
+    const Ended ended = Ctl({"owners"});
+
+    EXPECT_THAT(ended.err, HasSubstr("is, for example, apps: {OsType: 0, GroupOwner: 2, "
+                                     "SecVfs: \"dp:/res/pm/appmgr\"}\n"));
+}
+
 TEST_F(CtlTest, OnlyIamIsNoOwnerForAControlCommandToAll)
 {
     WriteConfig(ConfigEntry("iam", "OsType: 0, GroupOwner: 1, SecVfs: \"" + ResourceOf(IAM) + '"'));

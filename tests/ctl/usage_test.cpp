@@ -14,7 +14,8 @@ struct Mistake {
 };
 
 const Mistake kMistakes[] = {
-    {{}, "subcommand is required"},
+    {{}, "no verb; known are set-state, start"},
+    {{"--json"}, "no verb; known are set-state, start"},
     {{"frobnicate"}, "no verb \"frobnicate\"; known are set-state, start"},
     {{"set-state"}, "STATE is required"},
     {{"set-state", ""}, "must not be empty"},

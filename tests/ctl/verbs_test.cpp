@@ -215,5 +215,7 @@ TEST_F(CtlTest, QuietPrintsErrorsOnly)
 
     EXPECT_EQ(good.out + good.err, "");
     EXPECT_EQ(bad.out, "");
-    EXPECT_THAT(Plain(bad.err), HasSubstr("IAM (<IAM>): not running; start the owner"));
+    EXPECT_THAT(Plain(bad.err),
+                HasSubstr("IAM (<IAM>): not running; start the owner; it needs the same "
+                          "OWNERLINK_RUNTIME_DIR as this command\n"));
 }

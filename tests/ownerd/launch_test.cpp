@@ -231,6 +231,27 @@ TEST_F(LaunchTest, RefusesABadFileBeforeAnythingStarts)
     EXPECT_NE(access(Path("mark").c_str(), F_OK), 0);
 }
 
+TEST_F(LaunchTest, NamesItselfAndItsHelpWhenItIsCalledWrongly)
+{
+    Peer owner("/bin/sh", {"-c", "exec " OWNERD_PROGRAM " --chek 2>&1"});
+
+    EXPECT_EQ(WEXITSTATUS(owner.AwaitExit()), 2);
+    EXPECT_TRUE(owner.Await("ownerlink-ownerd: The following argument was not expected: --chek"));
+    EXPECT_TRUE(owner.Await("Try \"ownerlink-ownerd --help\"."));
+}
+
+TEST_F(LaunchTest, SaysWhatKeepsItsResourceFromBeingPublished)
+{
+    Write(Entry("camera", Doing("mark=" + Path("mark"))));
+    Peer owner("/bin/sh", {"-c", "OWNERLINK_RUNTIME_DIR=/nowhere/run exec " OWNERD_PROGRAM " " +
+                                     Path("owner.yaml") + " 2>" + Path("errors")});
+
+    EXPECT_EQ(WEXITSTATUS(owner.AwaitExit()), 1);
+    EXPECT_THAT(FileText(Path("errors")),
+                HasSubstr("/appmgr: another owner holds the name, or the runtime directory is not "
+                          "this user's; syslog, or OWNERLINK_LOG=info, says which\n"));
+}
+
 TEST_F(LaunchTest, OnlyChecksWhenItIsAskedTo)
 {
     Write(Entry("camera", Doing("mark=" + Path("mark"))));

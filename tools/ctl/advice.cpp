@@ -25,7 +25,8 @@ Advice AdviceOnError(int error)
 {
     switch (error) {
         case ENOENT:
-            return {"not running", "start the owner; \"ownerlinkctl owners\" shows which answer"};
+            return {"not running",
+                    "start the owner; it needs the same OWNERLINK_RUNTIME_DIR as this command"};
         case EACCES:
             return {"not permitted",
                     "run as the owner's user or root, or join the group ownerlink"};

@@ -223,6 +223,9 @@ Parsed Grammar::Parse(const Words& words)
         return {std::nullopt, kDone, app_.help("", CLI::AppFormatMode::All)};
     } catch (const CLI::CallForHelp&) {
         return {std::nullopt, kDone, app_.help()};
+    } catch (const CLI::RequiredError& error) {
+        const bool hasVerb = !app_.get_subcommands().empty();
+        return Refuse(hasVerb ? error.what() : "no verb; known are " + Join(Verbs(), ", "));
     } catch (const CLI::Error& error) {
         return Refuse(error.what());
     } catch (const UsageError& error) {

@@ -12,6 +12,11 @@ namespace ctl {
 
 inline constexpr char kTablePath[] = "/etc/tnv/ownerlink_vfs_cfg.yaml";
 
+// What an error says of a table that lacks an owner.
+inline constexpr char kTableExample[] =
+    "an entry of /etc/tnv/ownerlink_vfs_cfg.yaml is, for example, "
+    "apps: {OsType: 0, GroupOwner: 2, SecVfs: \"dp:/res/pm/appmgr\"}";
+
 struct ConfiguredOwner {
     SsOperSysType os = DP;
     GroupOwner group = DATAMASTER;

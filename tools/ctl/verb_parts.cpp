@@ -41,7 +41,7 @@ void NameStrays(Report& report, const OwnerTable& table, const CommandLine& comm
     for (const AppName& name : command.apps) {
         if (table.Find(name.group) == nullptr) {
             report.errors.push_back(GroupText(name.group) + '/' + name.app +
-                                    ": no owner configured; see " + kTablePath);
+                                    ": no owner configured; " + kTableExample);
         } else {
             hasAny = true;
         }
@@ -53,7 +53,7 @@ void NameStrays(Report& report, const OwnerTable& table, const CommandLine& comm
 
 void SetNoOwner(Report& report, const std::string& what)
 {
-    report.errors.push_back("no owner configured" + what + "; see " + kTablePath);
+    report.errors.push_back("no owner configured" + what + "; " + kTableExample);
     report.exitCode = kNoOwner;
 }
 

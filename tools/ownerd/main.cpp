@@ -60,6 +60,10 @@ int Run(int argc, char** argv)
     bool isCheck = false;
     command.add_option("FILE", file, "The configuration")->required();
     command.add_flag("--check", isCheck, "Only read FILE, and say what is wrong with it");
+    command.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return "ownerlink-ownerd: " + std::string(error.what()) +
+               "\nTry \"ownerlink-ownerd --help\".\n";
+    });
     command.set_version_flag("--version", "ownerlink-ownerd " OWNERLINK_VERSION);
     try {
         command.parse(argc, argv);
