@@ -35,6 +35,21 @@ void Peer::LeaveRequest()
     }
 }
 
+Refusal Peer::EnterRead()
+{
+    if (others == nullptr || others->reads.Enter(kReadsPerUser)) {
+        return {};
+    }
+    return {"user", kReadsPerUser, others->reads.Count(), false};
+}
+
+void Peer::LeaveRead()
+{
+    if (others != nullptr) {
+        others->reads.Leave();
+    }
+}
+
 OwnerPeers::Admission OwnerPeers::Admit(const PeerCredentials& credentials)
 {
     const MutexLock lock(mutex_);

@@ -17,6 +17,7 @@ namespace hosted {
 
 inline constexpr int kRequestsPerProcess = 64;
 inline constexpr int kRequestsPerUser = 128;  // in sum, of users other than the owner's
+inline constexpr int kReadsPerUser = 64;      // in sum, of users other than the owner's
 inline constexpr int kConnectionsPerProcess = 256;
 inline constexpr int kConnectionsPerUser = 512;
 
@@ -52,6 +53,7 @@ private:
 struct PeerUser {
     Counter connections;
     Counter requests;
+    Counter reads;
 };
 
 // One client process. Lives as long as it has connections.
@@ -64,6 +66,8 @@ struct Peer {
 
     Refusal EnterRequest();
     void LeaveRequest();
+    Refusal EnterRead();
+    void LeaveRead();
 };
 
 class OwnerPeers {

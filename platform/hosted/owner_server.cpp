@@ -148,15 +148,20 @@ bool OwnerServer::HandleRequest(OwnerConnection& connection, MessageBuffer& buff
     if (!running.MayRun()) {
         return false;
     }
-    if (!threads_.EnsureWaiting()) {
-        return Refuse(connection, header, {"owner", kMaxThreads, runningHooks_.load(), false});
+    return (header.flags & kFlagRead) != 0 ? HandleRead(connection, buffer, header)
+                                           : HandleIoctl(connection, buffer, header);
+}
+
+// Reads stand in no limit of the process or the owner: they tell a living owner from a dead one.
+bool OwnerServer::HandleRead(OwnerConnection& connection, MessageBuffer& buffer,
+                             MessageHeader& header)
+{
+    Refusal refusal = connection.peer->EnterRead();
+    if (!refusal) {
+        refusal = RunBesideAnother(connection, buffer, header);
+        connection.peer->LeaveRead();
     }
-    if ((header.flags & kFlagRead) == 0) {
-        return HandleIoctl(connection, buffer, header);
-    }
-    // No limit stands before reads: they tell the living owner from the dead one.
-    RunHooks(connection.file, header, buffer.Payload());
-    return AnswerFrom(connection, buffer, header);
+    return refusal ? Refuse(connection, header, refusal) : AnswerFrom(connection, buffer, header);
 }
 
 bool OwnerServer::HandleIoctl(OwnerConnection& connection, MessageBuffer& buffer,
@@ -165,13 +170,24 @@ bool OwnerServer::HandleIoctl(OwnerConnection& connection, MessageBuffer& buffer
     if (!callbacks_.Enter(kMaxCallbacks)) {
         return Refuse(connection, header, {"owner", kMaxCallbacks, callbacks_.Count(), false});
     }
-    const Refusal refusal = connection.peer->EnterRequest();
+    Refusal refusal = connection.peer->EnterRequest();
     if (!refusal) {
-        RunHooks(connection.file, header, buffer.Payload());
+        refusal = RunBesideAnother(connection, buffer, header);
         connection.peer->LeaveRequest();
     }
     callbacks_.Leave();
     return refusal ? Refuse(connection, header, refusal) : AnswerFrom(connection, buffer, header);
+}
+
+// Behind the limits of peers: what those refuse must not have all threads started.
+Refusal OwnerServer::RunBesideAnother(OwnerConnection& connection, MessageBuffer& buffer,
+                                      MessageHeader& header)
+{
+    if (!threads_.EnsureWaiting()) {
+        return {"owner", kMaxThreads, runningHooks_.load(), false};
+    }
+    RunHooks(connection.file, header, buffer.Payload());
+    return {};
 }
 
 bool OwnerServer::Refuse(OwnerConnection& connection, MessageHeader& header, const Refusal& refusal)

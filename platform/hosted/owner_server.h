@@ -66,7 +66,10 @@ private:
     Received Receive(OwnerConnection& connection, MessageBuffer& buffer, bool sticky, size_t* size);
     bool HandleMessage(OwnerConnection& connection, MessageBuffer& buffer, size_t size);
     bool HandleRequest(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
+    bool HandleRead(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
     bool HandleIoctl(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
+    Refusal RunBesideAnother(OwnerConnection& connection, MessageBuffer& buffer,
+                             MessageHeader& header);
     bool Refuse(OwnerConnection& connection, MessageHeader& header, const Refusal& refusal);
     bool AnswerFrom(OwnerConnection& connection, MessageBuffer& buffer, MessageHeader& header);
     bool Answer(OwnerConnection& connection, std::byte* message, MessageHeader& header);

@@ -77,6 +77,24 @@ TEST(OwnerPeers, SumTheRequestsOfAnotherUser)
     EXPECT_FALSE(third->EnterRequest());
 }
 
+TEST(OwnerPeers, SumTheReadsOfAnotherUserAndOfNoOther)
+{
+    OwnerPeers peers;
+    const auto first = peers.Admit(Foreign(1)).first;
+    const auto second = peers.Admit(Foreign(2)).first;
+    const auto own = peers.Admit(Own(3)).first;
+    for (int i = 0; i < kReadsPerUser; ++i) {
+        ASSERT_FALSE((i % 2 == 0 ? first : second)->EnterRead());
+        ASSERT_FALSE(own->EnterRead());
+    }
+
+    ExpectRefusal(second->EnterRead(), "user", kReadsPerUser);
+    EXPECT_FALSE(own->EnterRead());
+    EXPECT_FALSE(first->EnterRequest());
+    first->LeaveRead();
+    EXPECT_FALSE(second->EnterRead());
+}
+
 TEST(OwnerPeers, SumTheConnectionsOfAnotherUser)
 {
     OwnerPeers peers;
