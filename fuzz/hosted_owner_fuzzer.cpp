@@ -56,9 +56,9 @@ UniqueFd ConnectToOwner()
         return hosted::ReadEndpoint(hosted::OpenRuntimeDir().value, kName).value.instance;
     }();
     auto socket =
-        hosted::ConnectTo(hosted::OpenRuntimeDir().value, instance, hosted::Deadline(10000));
+        hosted::ConnectTo(hosted::OpenRuntimeDir().value, instance, hosted::Deadline(60000));
     Require(static_cast<bool>(socket));
-    const timeval patience = {10, 0};
+    const timeval patience = {60, 0};
     setsockopt(socket.value.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     return std::move(socket.value);
 }

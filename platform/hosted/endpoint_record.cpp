@@ -66,7 +66,8 @@ int CheckImage(const RecordImage& image, size_t size, std::string_view name)
     if (size < sizeof header || std::memcmp(header.magic, kMagic, sizeof kMagic) != 0) {
         return EPROTO;
     }
-    if (header.version != kProtocolVersion || size != sizeof header + header.nameSize) {
+    if (header.version != kProtocolVersion || header.nameSize > kMaxNameSize ||
+        size != sizeof header + header.nameSize) {
         return EPROTO;
     }
     return std::string_view(image.name, header.nameSize) == name ? 0 : EEXIST;

@@ -86,6 +86,20 @@ TEST_F(OpenOf, AnotherProtocolVersionIsEPROTO)
     EXPECT_EQ(Open(), (CallResult{-1, EPROTO}));
 }
 
+TEST_F(OpenOf, ARecordWithALongerNameThanAnyIsEPROTO)
+{
+    const OwnerProcess owner;
+    const std::string path = directory_.Path() + "/" + hosted::RecordFileName(kName);
+    std::fstream record(path, std::ios::in | std::ios::out | std::ios::binary);
+    const uint32_t nameSize = 4097;
+    record.seekp(28);
+    record.write(reinterpret_cast<const char*>(&nameSize), sizeof nameSize);
+    record << std::string(nameSize, 'n');
+    record.close();
+
+    EXPECT_EQ(Open(), (CallResult{-1, EPROTO}));
+}
+
 TEST_F(OpenOf, ADamagedRecordIsEPROTO)
 {
     OwnerProcess owner;
