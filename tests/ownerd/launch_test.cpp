@@ -233,7 +233,7 @@ TEST_F(LaunchTest, RefusesABadFileBeforeAnythingStarts)
 
 TEST_F(LaunchTest, NamesItselfAndItsHelpWhenItIsCalledWrongly)
 {
-    Peer owner("/bin/sh", {"-c", "exec " OWNERD_PROGRAM " --chek 2>&1"});
+    Peer owner("/bin/sh", {"-c", "exec " OWNERD_PROGRAM " --chek a.yaml 2>&1"});
 
     EXPECT_EQ(WEXITSTATUS(owner.AwaitExit()), 2);
     EXPECT_TRUE(owner.Await("ownerlink-ownerd: The following argument was not expected: --chek"));
