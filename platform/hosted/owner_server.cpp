@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -70,14 +71,27 @@ void OwnerServer::ThreadBody(MessageBuffer& buffer)
 
 void OwnerServer::ServeEvent(EventSource* source, MessageBuffer& buffer)
 {
-    if (source->kind == EventSource::Kind::kService) {
-        AcceptFrom(static_cast<OwnerService&>(*source), buffer);
+    if (!Take(source)) {
         return;
     }
-    auto& connection = static_cast<OwnerConnection&>(*source);
-    if (connection.isParked.exchange(false)) {
-        ServeConnection(connection, buffer, false);
+    if (source->kind == EventSource::Kind::kService) {
+        AcceptFrom(static_cast<OwnerService&>(*source), buffer);
+    } else {
+        ServeConnection(static_cast<OwnerConnection&>(*source), buffer, false);
     }
+}
+
+// Another thread may have ended a parked connection while its event was on the way here: it is not
+// looked at before it is known to be there. Another one at its address is served as well.
+bool OwnerServer::Take(EventSource* source)
+{
+    const MutexLock lock(mutex_);
+    const auto found = connections_.find(static_cast<OwnerConnection*>(source));
+    if (found != connections_.end()) {
+        return (*found)->isParked.exchange(false);
+    }
+    return std::any_of(services_.begin(), services_.end(),
+                       [=](const auto& service) { return service.get() == source; });
 }
 
 // Back to the epoll after each message while nobody else waits there: peers that never pause would

@@ -47,7 +47,8 @@ private:
 
     static void ThreadBody(MessageBuffer& buffer);
     static int HooksOnThisThread();
-    void ServeEvent(EventSource* source, MessageBuffer& buffer);
+    void ServeEvent(EventSource* source, MessageBuffer& buffer) HOSTED_EXCLUDES(mutex_);
+    bool Take(EventSource* source) HOSTED_EXCLUDES(mutex_);
 
     void AcceptFrom(OwnerService& service, MessageBuffer& buffer);
     UniqueFd AcceptOne(OwnerService& service, bool* shortage) HOSTED_EXCLUDES(mutex_);
