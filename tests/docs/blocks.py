@@ -54,7 +54,7 @@ def _markdown_blocks(page, lines):
             text = lines[start + 1:number]
             yield Block(page, start + 1, fence.group(1), "\n".join(text) + "\n",
                         _directive_above(lines, start))
-        elif line.startswith("    ") and not in_list and _is_blank(lines, number - 1):
+        elif line.startswith("    ") and not in_list:  # also where it only looks like a block
             while number < len(lines) and (lines[number].startswith("    ")
                                            or not lines[number].strip()):
                 number += 1
@@ -64,10 +64,6 @@ def _markdown_blocks(page, lines):
         elif line.strip():
             in_list = bool(LIST_ITEM.match(line)) or in_list and line.startswith(" ")
         number += 1
-
-
-def _is_blank(lines, number):
-    return number < 0 or not lines[number].strip()
 
 
 def _manual_blocks(page, lines):
