@@ -44,7 +44,7 @@ public:
 private:
     size_t zeroFrom_ = 0;  // ahead of the bytes, most of which are never touched
     size_t zeroTo_ = 0;
-    alignas(64) std::byte bytes_[kMaxMessage];
+    alignas(8) std::byte bytes_[kMaxMessage];
 };
 
 }  // namespace hosted
