@@ -35,7 +35,7 @@ void Peer::LeaveRequest()
     }
 }
 
-Refusal Peer::EnterRead()
+Refusal Peer::EnterRead() const
 {
     if (others == nullptr || others->reads.Enter(kReadsPerUser)) {
         return {};
@@ -43,7 +43,7 @@ Refusal Peer::EnterRead()
     return {"user", kReadsPerUser, others->reads.Count(), false};
 }
 
-void Peer::LeaveRead()
+void Peer::LeaveRead() const
 {
     if (others != nullptr) {
         others->reads.Leave();

@@ -66,8 +66,8 @@ struct Peer {
 
     Refusal EnterRequest();
     void LeaveRequest();
-    Refusal EnterRead();
-    void LeaveRead();
+    Refusal EnterRead() const;
+    void LeaveRead() const;
 };
 
 class OwnerPeers {
