@@ -12,9 +12,9 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
+#include "client/traced_open.h"
 #include "foundation/ordered_walk.h"
 #include "foundation/plain_field.h"
-#include "foundation/trace_points.h"
 
 namespace Ownerlink {
 namespace {
@@ -89,8 +89,7 @@ void OwnerlinkClientImpl::InitConnectionToOwner()
             CLIENT_LOG(kFailure, "Res file name is null");
             continue;
         }
-        const int fd = open(resFileName.c_str(), O_RDONLY);
-        ProcMgr::trace::Open(resFileName.c_str(), fd);
+        const int fd = TracedOpen(resFileName, O_RDONLY);
         if (fd < 0) {
             const int error = errno;
             CLIENT_LOG(kFailure, "Init connection to owner, open failed. file=%s err=%d",
@@ -182,8 +181,7 @@ int OwnerlinkClientImpl::ReopenOwner(const std::string& resFileName) const
     const auto deadline = steady_clock::now() + kReconnectLimit;
     CLIENT_LOG(kProgress, "Ss begin connect server. (file=%s)", resFileName.c_str());
     while (!LoadPlain(isExiting_)) {
-        const int fd = open(resFileName.c_str(), O_RDONLY);
-        ProcMgr::trace::Open(resFileName.c_str(), fd);
+        const int fd = TracedOpen(resFileName, O_RDONLY);
         if (fd > 0) {
             return fd;
         }

@@ -10,6 +10,7 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
+#include "client/traced_open.h"
 #include "foundation/text_reader.h"
 #include "foundation/trace_points.h"
 #include "platform/securec.h"
@@ -88,8 +89,7 @@ bool OwnerlinkClientImpl::SendRequestToOwnerByVfs(OwnerlinkRequestType type,
 
 int OwnerlinkClientImpl::OpenOwner(const std::string& resFileName) const
 {
-    int fd = open(resFileName.c_str(), O_RDWR);
-    ProcMgr::trace::Open(resFileName.c_str(), fd);
+    int fd = TracedOpen(resFileName, O_RDWR);
     if (fd < 0) {
         int error = errno;
         fd = RetryOpen(resFileName, error);
@@ -113,8 +113,7 @@ int OwnerlinkClientImpl::RetryOpen(const std::string& resFileName, int& error) c
         if (error != ETIMEDOUT) {
             return fd;
         }
-        fd = open(resFileName.c_str(), O_RDWR);
-        ProcMgr::trace::Open(resFileName.c_str(), fd);
+        fd = TracedOpen(resFileName, O_RDWR);
         if (fd >= 0) {
             CLIENT_MILESTONE(
                 "SendRequestToOwnerByVfs, open succ after retry %d times. "

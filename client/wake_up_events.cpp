@@ -6,6 +6,7 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
+#include "client/traced_open.h"
 #include "foundation/text_reader.h"
 #include "foundation/trace_points.h"
 #include "platform/iam_queue.h"
@@ -23,8 +24,7 @@ bool OwnerlinkClientImpl::RegSysmonitorEventImpl(std::function<void(const SysEve
         CLIENT_LOG(kFailure, "WakeUpEvent RegSysMonitorEventImpl has registered SysEvent before");
         return false;
     }
-    sysEventFd_ = open(kSysEventFile.c_str(), O_RDONLY);
-    ProcMgr::trace::Open(kSysEventFile.c_str(), sysEventFd_);
+    sysEventFd_ = TracedOpen(kSysEventFile, O_RDONLY);
     if (sysEventFd_ < 0) {
         CLIENT_LOG(kFailure, "WakeUpEvent Open file failed. resFile=%s fd=%d",
                    kSysEventFile.c_str(), sysEventFd_);
