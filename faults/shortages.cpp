@@ -54,6 +54,18 @@ void StarveClient(World& world, const std::string& what, const Outcomes& outcome
     }
 }
 
+// What may come of requests where an end gets no memory, whichever way it is refused.
+Outcomes OfAnOwnerWithoutMemory()
+{
+    return {"answered",    "query:answered", "ioctl:EBUSY",
+            "ioctl:EPIPE", "ioctl:EIO",      "query:0xF1030D"};
+}
+
+Outcomes OfAClientWithoutMemory()
+{
+    return {"answered", "open:ENOMEM", "ioctl:ENOMEM"};
+}
+
 bool WasAborted(Process& process)
 {
     const int status = process.AwaitExit();
@@ -93,14 +105,12 @@ void ClientWithoutDescriptors(World& world)
 
 void OwnerWithoutMemory(World& world)
 {
-    StarveOwner(world, "memory",
-                {"answered", "query:answered", "ioctl:EBUSY", "ioctl:EPIPE", "ioctl:EIO",
-                 "query:0xF1030D"});
+    StarveOwner(world, "memory", OfAnOwnerWithoutMemory());
 }
 
 void ClientWithoutMemory(World& world)
 {
-    StarveClient(world, "memory", {"answered", "open:ENOMEM", "ioctl:ENOMEM"});
+    StarveClient(world, "memory", OfAClientWithoutMemory());
 }
 
 // Memory that is refused inside a sender's thread ends the process: nothing is caught there.
@@ -133,14 +143,12 @@ void QueryWithoutMemory(World& world)
 
 void OwnerWithoutAllocations(World& world)
 {
-    StarveOwner(world, "allocations",
-                {"answered", "query:answered", "ioctl:EBUSY", "ioctl:EPIPE", "ioctl:EIO",
-                 "query:0xF1030D"});
+    StarveOwner(world, "allocations", OfAnOwnerWithoutMemory());
 }
 
 void ClientWithoutAllocations(World& world)
 {
-    StarveClient(world, "allocations", {"answered", "open:ENOMEM", "ioctl:ENOMEM"});
+    StarveClient(world, "allocations", OfAClientWithoutMemory());
 }
 
 // Blocked callbacks take up the threads that there are; what then has none is refused at once.
