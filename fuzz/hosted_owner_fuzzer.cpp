@@ -67,7 +67,8 @@ UniqueFd ConnectToOwner()
 std::string Receive(const UniqueFd& socket)
 {
     std::string frame(hosted::kMaxMessage + 1, '\0');
-    const ssize_t size = recv(socket.Get(), frame.data(), frame.size(), 0);
+    const ssize_t size =
+        fuzz::Uninterrupted([&] { return recv(socket.Get(), frame.data(), frame.size(), 0); });
     Require(size >= 0 || errno == ECONNRESET || errno == EPIPE);
     frame.resize(size < 0 ? 0 : static_cast<size_t>(size));
     return frame;

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -57,6 +58,17 @@ inline bool SendFrame(const hosted::UniqueFd& socket, const std::string& frame)
 {
     return send(socket.Get(), frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT) ==
            static_cast<ssize_t>(frame.size());
+}
+
+// A system call that libFuzzer's alarm, every few seconds, must not end.
+template <typename Call>
+auto Uninterrupted(Call call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
 }
 
 // The record as its bytes, for the other end of a socket.

@@ -78,7 +78,7 @@ struct Answer {
 Answer Receive(const UniqueFd& socket)
 {
     pollfd entry = {socket.Get(), POLLIN, 0};
-    Require(poll(&entry, 1, 60000) == 1);
+    Require(fuzz::Uninterrupted([&] { return poll(&entry, 1, 60000); }) == 1);
     Answer answer;
     answer.end = hosted::ReceiveQueueMessage(socket.Get(), &answer.message, &answer.memory);
     return answer;
