@@ -14,12 +14,14 @@
 #include <future>
 #include <map>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "client/owner_domain.h"
 #include "foundation/mutex.h"
 #include "platform/iam_file.h"
+#include "wire/change_share.h"
 
 namespace Ownerlink {
 
@@ -47,18 +49,34 @@ struct SetSystemStateThreadInfo {
 
 // One owner's share of a change.
 struct ChangeAppThreadInfo {
-    std::vector<AppInfo> appList;  // in the order of the input
+    ChangeShare appList;
     std::thread thread;
     std::promise<ChangeAppResult> promise;
     std::future<ChangeAppResult> future;
-    std::map<std::string, AppChangeState> states;  // by application, written by the sender
+    ChangeStates states;  // written by the sender
 };
 
+// What the senders of a query ask for. The names are the caller's, who waits for the senders.
+struct AppStateQuery {
+    const std::vector<std::string>& appList;
+    uint32_t queryType;
+};
+
+// One answer of an owner. The name lies in the record that has brought it.
+struct AppStatusView {
+    std::string_view appName;
+    int32_t pid = 0;
+    uint32_t status = 0;
+};
+
+// One owner's part in a query. Its sender writes the last two: strings for the answers are made by
+// the caller, since those made by a thread so new cost it an allocator that is cold.
 struct QueryAppStateThreadInfo {
     std::thread thread;
     std::promise<int> promise;
     std::future<int> future;
-    std::vector<AppStatus> appStatus;  // this owner's answers, written by the sender
+    OwnerlinkResponseMsg response;
+    std::vector<AppStatusView> appStatus;
 };
 
 class OwnerlinkClientImpl : public OwnerlinkClientInner {
@@ -149,36 +167,34 @@ private:
                       std::vector<ChangeAppResult>& results, std::vector<AppChangeInfo>& result);
     void StartChangAppThread(ChangeSenders& infos) const;
     void WaitChangeAppThread(ChangeSenders& infos, std::vector<ChangeAppResult>& results) const;
-    void ChangeAppSendMessageHandler(const std::string& resFileName, std::vector<AppInfo>& appList,
-                                     std::map<std::string, AppChangeState>& states,
+    void ChangeAppSendMessageHandler(const std::string& resFileName, const ChangeShare& appList,
+                                     ChangeStates& states,
                                      std::promise<ChangeAppResult> promise) const;
-    bool SendMessageToOwnerForChangeApp(const std::string& resFileName,
-                                        const std::vector<AppInfo>& appList,
-                                        std::map<std::string, AppChangeState>& states) const;
+    bool SendMessageToOwnerForChangeApp(const std::string& resFileName, const ChangeShare& appList,
+                                        ChangeStates& states) const;
     bool SendChangeRecords(const std::string& resFileName, std::vector<OwnerlinkRequestMsg>& msgs,
-                           std::map<std::string, AppChangeState>& states) const;
-    bool PrepareMsgForChangeApp(const std::vector<AppInfo>& appList,
-                                std::vector<OwnerlinkRequestMsg>& msgs,
+                           ChangeStates& states) const;
+    bool PrepareMsgForChangeApp(const ChangeShare& appList, std::vector<OwnerlinkRequestMsg>& msgs,
                                 const std::string& resFileName) const;
     bool HandleResponseForChangeApp(const std::string& resFileName,
                                     const OwnerlinkResponseMsg& response,
-                                    std::map<std::string, AppChangeState>& states) const;
+                                    ChangeStates& states) const;
 
     // Queries.
     void FillQueryAppStateThreadInfo(QuerySenders& infos, int queryType) const;
-    void StartQueryAppStateThread(QuerySenders& infos, const QueryAppStatusMsg& msg) const;
-    void QueryGrpAppState(const std::string& resFileName, const QueryAppStatusMsg& msg,
-                          std::vector<AppStatus>& appStatus, std::promise<int> promise) const;
-    bool QueryOwner(const std::string& resFileName, const QueryAppStatusMsg& msg,
-                    std::vector<AppStatus>& appStatus) const;
+    void StartQueryAppStateThread(QuerySenders& infos, const AppStateQuery& query) const;
+    void QueryGrpAppState(const std::string& resFileName, const AppStateQuery& query,
+                          QueryAppStateThreadInfo& info, std::promise<int> promise) const;
+    bool QueryOwner(const std::string& resFileName, const AppStateQuery& query,
+                    QueryAppStateThreadInfo& info) const;
     bool TakeAnswers(const std::string& resFileName, const OwnerlinkResponseMsg& response,
-                     std::vector<AppStatus>& appStatus) const;
+                     std::vector<AppStatusView>& appStatus) const;
     void FillQueryAppStateResult(const QuerySenders& infos, std::vector<AppStatus>& appStatus,
                                  int queryType) const;
 
     // The watch on the owners.
-    void AddToVerifyRecord(const ChangeSenders& infos) EXCLUDES(verifyMutex_);
-    void RecordChanges(const ChangeAppThreadInfo& share) REQUIRES(verifyMutex_);
+    void AddToVerifyRecord(ChangeSenders& infos) EXCLUDES(verifyMutex_);
+    void RecordChanges(ChangeAppThreadInfo& share) REQUIRES(verifyMutex_);
     void InitConnectionToOwner();
     void SsCheckAndReconnet();
     void CheckOwner(int fd);

@@ -10,6 +10,8 @@
 #include "client/client_unit.h"
 #include "client/result_codes.h"
 #include "client/senders.h"
+#include "wire/change_app_codec.h"
+#include "wire/record_windows.h"
 
 namespace Ownerlink {
 namespace {
@@ -29,27 +31,36 @@ std::string JoinArgs(const std::vector<std::string>& args)
     return text;
 }
 
-std::string JoinNames(const std::vector<AppInfo>& appList)
+std::string JoinNames(const ChangeShare& appList)
 {
     std::string text;
-    for (const AppInfo& app : appList) {
-        text += app.appName + ",";
+    for (const AppInfo* const app : appList) {
+        text += app->appName + ",";
     }
     return text;
+}
+
+size_t StatesOf(const std::map<std::string, ChangeAppThreadInfo>& infos)
+{
+    size_t states = 0;
+    for (const auto& [resFileName, info] : infos) {
+        states += info.states.Size();
+    }
+    return states;
 }
 
 void AppendStates(const std::map<std::string, ChangeAppThreadInfo>& infos,
                   std::vector<AppChangeInfo>& result)
 {
+    result.reserve(result.size() + StatesOf(infos));
     for (const auto& [resFileName, info] : infos) {
-        result.reserve(result.size() + info.states.size());
-        for (const auto& [appName, state] : info.states) {
-            result.emplace_back(appName, state);
+        info.states.ForEach([&, &file = resFileName](std::string_view name, AppChangeState state) {
+            result.emplace_back(std::string(name), state);
             CLIENT_MILESTONE("%s ChangeAppState: secVfs=%s appName=%s result=%u(%s)",
-                             BootStrace(SS_AGENT_NAME).c_str(), resFileName.c_str(),
-                             appName.c_str(), static_cast<unsigned>(state),
+                             BootStrace(SS_AGENT_NAME).c_str(), file.c_str(),
+                             result.back().appName.c_str(), static_cast<unsigned>(state),
                              GetAppState(state).c_str());
-        }
+        });
     }
 }
 
@@ -103,7 +114,7 @@ int OwnerlinkClientImpl::SplitInputMsg(const std::vector<AppInfo>& appList, Chan
             result.emplace_back(app.appName, INIT);
             continue;
         }
-        SenderOf(infos, resFileName).appList.push_back(app);
+        SenderOf(infos, resFileName).appList.push_back(&app);
     }
     return 0;
 }
@@ -113,7 +124,7 @@ void OwnerlinkClientImpl::StartChangAppThread(ChangeSenders& infos) const
     for (auto& [resFileName, info] : infos) {
         info.thread =
             std::thread(&OwnerlinkClientImpl::ChangeAppSendMessageHandler, this, resFileName,
-                        std::ref(info.appList), std::ref(info.states), std::move(info.promise));
+                        std::cref(info.appList), std::ref(info.states), std::move(info.promise));
     }
 }
 
@@ -130,15 +141,12 @@ void OwnerlinkClientImpl::WaitChangeAppThread(ChangeSenders& infos,
 }
 
 void OwnerlinkClientImpl::ChangeAppSendMessageHandler(const std::string& resFileName,
-                                                      std::vector<AppInfo>& appList,
-                                                      std::map<std::string, AppChangeState>& states,
+                                                      const ChangeShare& appList,
+                                                      ChangeStates& states,
                                                       std::promise<ChangeAppResult> promise) const
 {
     prctl(PR_SET_NAME, "CHANGE_APP");
-    for (const AppInfo& app : appList) {
-        // What no answer reaches keeps this. Lists come mostly in the order of their names.
-        states.try_emplace(states.end(), app.appName, INIT);
-    }
+    states.Init(appList);
     CLIENT_LOG(kProgress, "ChangeAppState fileName=%s,appList=%s", resFileName.c_str(),
                JoinNames(appList).c_str());
     const bool isSent = SendMessageToOwnerForChangeApp(resFileName, appList, states);
@@ -148,9 +156,9 @@ void OwnerlinkClientImpl::ChangeAppSendMessageHandler(const std::string& resFile
     promise.set_value(isSent ? CHANGE_APP_SUCCEEDED : CHANGE_APP_FAILED);
 }
 
-bool OwnerlinkClientImpl::SendMessageToOwnerForChangeApp(
-    const std::string& resFileName, const std::vector<AppInfo>& appList,
-    std::map<std::string, AppChangeState>& states) const
+bool OwnerlinkClientImpl::SendMessageToOwnerForChangeApp(const std::string& resFileName,
+                                                         const ChangeShare& appList,
+                                                         ChangeStates& states) const
 {
     if (resFileName.empty()) {
         CLIENT_LOG(kFailure, "ChangeAppState resFileName is empty");
@@ -172,7 +180,7 @@ bool OwnerlinkClientImpl::SendMessageToOwnerForChangeApp(
 // A refusal lets the rest of the share go on; a failed exchange ends it.
 bool OwnerlinkClientImpl::SendChangeRecords(const std::string& resFileName,
                                             std::vector<OwnerlinkRequestMsg>& msgs,
-                                            std::map<std::string, AppChangeState>& states) const
+                                            ChangeStates& states) const
 {
     bool isAccepted = true;
     for (OwnerlinkRequestMsg& msg : msgs) {
@@ -190,17 +198,18 @@ bool OwnerlinkClientImpl::SendChangeRecords(const std::string& resFileName,
     return isAccepted;
 }
 
-bool OwnerlinkClientImpl::PrepareMsgForChangeApp(const std::vector<AppInfo>& appList,
+bool OwnerlinkClientImpl::PrepareMsgForChangeApp(const ChangeShare& appList,
                                                  std::vector<OwnerlinkRequestMsg>& msgs,
                                                  const std::string& resFileName) const
 {
-    std::vector<std::pair<unsigned int, std::string>> packedRequest;
-    if (!Serialization::PackChangeAppInfoRequest(appList, packedRequest)) {
+    ProcMgr::TextWriter texts;
+    std::vector<ProcMgr::ItemView> items;
+    if (!Serialization::PackChangeShare(appList, texts, items)) {
         CLIENT_LOG(kFailure, "ChangeAppState PackChangeAppInfoRequest Failed! (file=%s)",
                    resFileName.c_str());
         return false;
     }
-    if (!Serialization::ProcMgrCombinePiecesMsg(packedRequest, msgs)) {
+    if (!Serialization::ProcMgrCombinePiecesMsg(items, msgs)) {
         CLIENT_LOG(kFailure, "ChangeAppState CombinePiecesMsg Failed! (file=%s)",
                    resFileName.c_str());
         return false;
@@ -208,12 +217,12 @@ bool OwnerlinkClientImpl::PrepareMsgForChangeApp(const std::vector<AppInfo>& app
     return true;
 }
 
-bool OwnerlinkClientImpl::HandleResponseForChangeApp(
-    const std::string& resFileName, const OwnerlinkResponseMsg& response,
-    std::map<std::string, AppChangeState>& states) const
+bool OwnerlinkClientImpl::HandleResponseForChangeApp(const std::string& resFileName,
+                                                     const OwnerlinkResponseMsg& response,
+                                                     ChangeStates& states) const
 {
     bool isAccepted = false;
-    if (!Serialization::UnPackChangeAppInfoResponseMsg(response, isAccepted, states)) {
+    if (!Serialization::UnPackChangeStates(response, isAccepted, states)) {
         CLIENT_LOG(kFailure, "ChangeAppState UnPackChangeAppInfoResponseMsg failed, (file=%s)",
                    resFileName.c_str());
         return false;

@@ -16,16 +16,16 @@ namespace {
 using ProcMgr::BootStrace;
 using ProcMgr::SS_AGENT_NAME;
 
-bool WriteQuery(const QueryAppStatusMsg& msg, OwnerlinkRequestMsg& request)
+bool WriteQuery(const AppStateQuery& query, OwnerlinkRequestMsg& request)
 {
     ProcMgr::FieldWriter writer(request.data);
-    writer.Write(static_cast<uint32_t>(msg.appList.size()));
-    for (const std::string& name : msg.appList) {
+    writer.Write(static_cast<uint32_t>(query.appList.size()));
+    for (const std::string& name : query.appList) {
         if (!writer.Write(name)) {
             return false;
         }
     }
-    if (!writer.Write(msg.queryType)) {
+    if (!writer.Write(query.queryType)) {
         return false;
     }
     request.size = writer.Size();
@@ -34,7 +34,7 @@ bool WriteQuery(const QueryAppStatusMsg& msg, OwnerlinkRequestMsg& request)
 
 // Entries that the payload does not reach stand empty.
 bool ReadAnswers(const OwnerlinkResponseMsg& response, uint8_t& result,
-                 std::vector<AppStatus>& appStatus)
+                 std::vector<AppStatusView>& appStatus)
 {
     ProcMgr::FieldReader reader(response);
     uint32_t count = 0;
@@ -42,12 +42,21 @@ bool ReadAnswers(const OwnerlinkResponseMsg& response, uint8_t& result,
         return false;
     }
     appStatus.resize(count);
-    for (AppStatus& entry : appStatus) {
+    for (AppStatusView& entry : appStatus) {
         if (!reader.Read(entry.appName) || !reader.Read(entry.pid) || !reader.Read(entry.status)) {
             return false;
         }
     }
     return true;
+}
+
+size_t AnswersOf(const std::map<std::string, QueryAppStateThreadInfo>& infos)
+{
+    size_t answers = 0;
+    for (const auto& [resFileName, info] : infos) {
+        answers += info.appStatus.size();
+    }
+    return answers;
 }
 
 uint32_t CombineResults(const std::map<std::string, int>& results)
@@ -99,11 +108,11 @@ uint32_t OwnerlinkClientImpl::QueryAppState(const std::vector<std::string>& appL
                    timeOut, kDefaultTimeOut);
     }
     LoadSecvfsCfg();
-    const QueryAppStatusMsg msg{appList, static_cast<uint32_t>(queryType)};
+    const AppStateQuery query{appList, static_cast<uint32_t>(queryType)};
     QuerySenders infos;
     const JoinGuard guard(infos);
     FillQueryAppStateThreadInfo(infos, queryType);
-    StartQueryAppStateThread(infos, msg);
+    StartQueryAppStateThread(infos, query);
     const std::map<std::string, int> results = CollectResults(infos);
     FillQueryAppStateResult(infos, appStatus, queryType);  // a failed owner's answers as well
     const uint32_t result = CombineResults(results);
@@ -126,13 +135,12 @@ void OwnerlinkClientImpl::FillQueryAppStateThreadInfo(QuerySenders& infos, int q
 
 // A sender that could not be started leaves a broken promise, which the wait then throws.
 void OwnerlinkClientImpl::StartQueryAppStateThread(QuerySenders& infos,
-                                                   const QueryAppStatusMsg& msg) const
+                                                   const AppStateQuery& query) const
 {
     for (auto& [resFileName, info] : infos) {
         try {
-            info.thread =
-                std::thread(&OwnerlinkClientImpl::QueryGrpAppState, this, resFileName,
-                            std::cref(msg), std::ref(info.appStatus), std::move(info.promise));
+            info.thread = std::thread(&OwnerlinkClientImpl::QueryGrpAppState, this, resFileName,
+                                      std::cref(query), std::ref(info), std::move(info.promise));
         } catch (const std::exception& exception) {
             CLIENT_LOG(kFailure, "StartQueryAppStateThread failed, exception = %s.\n",
                        exception.what());
@@ -142,37 +150,37 @@ void OwnerlinkClientImpl::StartQueryAppStateThread(QuerySenders& infos,
 }
 
 void OwnerlinkClientImpl::QueryGrpAppState(const std::string& resFileName,
-                                           const QueryAppStatusMsg& msg,
-                                           std::vector<AppStatus>& appStatus,
+                                           const AppStateQuery& query,
+                                           QueryAppStateThreadInfo& info,
                                            std::promise<int> promise) const
 {
     prctl(PR_SET_NAME, "QUERY_APP_STATE");
-    promise.set_value(QueryOwner(resFileName, msg, appStatus) ? 0 : -1);
+    promise.set_value(QueryOwner(resFileName, query, info) ? 0 : -1);
 }
 
-bool OwnerlinkClientImpl::QueryOwner(const std::string& resFileName, const QueryAppStatusMsg& msg,
-                                     std::vector<AppStatus>& appStatus) const
+bool OwnerlinkClientImpl::QueryOwner(const std::string& resFileName, const AppStateQuery& query,
+                                     QueryAppStateThreadInfo& info) const
 {
     OwnerlinkRequestMsg request;
-    if (!WriteQuery(msg, request)) {
+    if (!WriteQuery(query, request)) {
         CLIENT_LOG(kFailure,
                    "QueryGrpAppState SerializeMessage failed. resFileName=%s, applistSize=%zu",
-                   resFileName.c_str(), msg.appList.size());
+                   resFileName.c_str(), query.appList.size());
         return false;
     }
     request.timeout = timedOut_;
-    OwnerlinkResponseMsg response;
-    if (!SendRequestToOwnerByVfs(ProcMgr::QUERY_APP_STATE, resFileName, request, response, -1)) {
+    if (!SendRequestToOwnerByVfs(ProcMgr::QUERY_APP_STATE, resFileName, request, info.response,
+                                 -1)) {
         CLIENT_LOG(kFailure, "QueryGrpAppState SendRequestToOwnerByVfs failed. resFileName=%s",
                    resFileName.c_str());
         return false;
     }
-    return TakeAnswers(resFileName, response, appStatus);
+    return TakeAnswers(resFileName, info.response, info.appStatus);
 }
 
 bool OwnerlinkClientImpl::TakeAnswers(const std::string& resFileName,
                                       const OwnerlinkResponseMsg& response,
-                                      std::vector<AppStatus>& appStatus) const
+                                      std::vector<AppStatusView>& appStatus) const
 {
     if (!ProcMgr::IsResponseSize(response.size)) {
         CLIENT_LOG(kFailure,
@@ -186,11 +194,12 @@ bool OwnerlinkClientImpl::TakeAnswers(const std::string& resFileName,
                    resFileName.c_str());
         return false;
     }
-    for (const AppStatus& entry : appStatus) {
+    for (const AppStatusView& entry : appStatus) {
         CLIENT_LOG(kProgress,
                    "QueryGrpAppState receive response(from:%s): app=%s, (1-suc,0-fail)=%u, pid=%d, "
                    "status=%u",
-                   resFileName.c_str(), entry.appName.c_str(), result, entry.pid, entry.status);
+                   resFileName.c_str(), std::string(entry.appName).c_str(), result, entry.pid,
+                   entry.status);
     }
     if (result == 0) {
         CLIENT_LOG(kFailure, "QueryGrpAppState failed. resFileName=%s", resFileName.c_str());
@@ -204,12 +213,13 @@ void OwnerlinkClientImpl::FillQueryAppStateResult(const QuerySenders& infos,
                                                   std::vector<AppStatus>& appStatus,
                                                   int queryType) const
 {
+    appStatus.reserve(appStatus.size() + AnswersOf(infos));
     for (const auto& [resFileName, info] : infos) {
-        appStatus.reserve(appStatus.size() + info.appStatus.size());
-        for (const AppStatus& entry : info.appStatus) {
-            appStatus.push_back(entry);
+        for (const AppStatusView& entry : info.appStatus) {
+            appStatus.push_back({std::string(entry.appName), entry.pid, entry.status});
             CLIENT_LOG(kProgress, "QueryAppState(cmd=%d): secvfs=%s appName=%s status=%u",
-                       queryType, resFileName.c_str(), entry.appName.c_str(), entry.status);
+                       queryType, resFileName.c_str(), appStatus.back().appName.c_str(),
+                       entry.status);
         }
     }
 }

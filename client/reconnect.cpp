@@ -48,7 +48,7 @@ bool MeansDeadOwner(int error)
 
 }  // namespace
 
-void OwnerlinkClientImpl::AddToVerifyRecord(const ChangeSenders& infos)
+void OwnerlinkClientImpl::AddToVerifyRecord(ChangeSenders& infos)
 {
     const MutexLock lock(verifyMutex_);
     if (!reconnectThreadStarted_) {
@@ -56,27 +56,25 @@ void OwnerlinkClientImpl::AddToVerifyRecord(const ChangeSenders& infos)
         reconnectThread_ = std::thread(&OwnerlinkClientImpl::SsCheckAndReconnet, this);
         reconnectThreadStarted_ = true;
     }
-    for (const auto& [resFileName, info] : infos) {
+    for (auto& [resFileName, info] : infos) {
         RecordChanges(info);
     }
 }
 
-void OwnerlinkClientImpl::RecordChanges(const ChangeAppThreadInfo& share)
+void OwnerlinkClientImpl::RecordChanges(ChangeAppThreadInfo& share)
 {
     using Names = std::map<std::string, unsigned int>;
     std::map<OwnerDomain, ProcMgr::OrderedWalk<Names>> records;
-    ProcMgr::OrderedWalk states(share.states);
-    for (const AppInfo& app : share.appList) {
-        const auto state = states.Find(app.appName);
-        if (state == share.states.end() || state->second != SUCCESS) {
+    for (const AppInfo* const app : share.appList) {
+        if (share.states.Of(app->appName) != SUCCESS) {
             continue;
         }
-        const OwnerDomain domain{app.os, app.groupOwner};
+        const OwnerDomain domain{app->os, app->groupOwner};
         const auto record = records.try_emplace(domain, verifyRecord_[domain]).first;
-        record->second.ValueOf(app.appName) = app.optionType;
+        record->second.ValueOf(app->appName) = app->optionType;
         CLIENT_MILESTONE("Ss verify with server, add to record. name=%s type=%u(%s)",
-                         app.appName.c_str(), app.optionType,
-                         ProcMgr::GetOptionType(app.optionType).c_str());
+                         app->appName.c_str(), app->optionType,
+                         ProcMgr::GetOptionType(app->optionType).c_str());
     }
 }
 

@@ -14,21 +14,13 @@ class OrderedWalk {
 public:
     explicit OrderedWalk(Map& map) : map_(map), next_(map.begin()) {}
 
-    // The map's end if there is no such key.
-    template <typename Key>
-    auto Find(const Key& key)
-    {
-        const auto found = IsNext(key) ? next_ : map_.find(key);
-        StepBehind(found);
-        return found;
-    }
-
     // The value of a key, which is added when it is missing.
     template <typename Key>
     auto& ValueOf(const Key& key)
     {
-        const auto entry = IsNext(key) ? next_ : map_.try_emplace(next_, key);
-        StepBehind(entry);
+        const auto entry =
+            IsNext(key) ? next_ : map_.try_emplace(next_, typename Map::key_type(key));
+        next_ = std::next(entry);
         return entry->second;
     }
 
@@ -37,14 +29,6 @@ private:
     bool IsNext(const Key& key) const
     {
         return next_ != map_.end() && next_->first == key;
-    }
-
-    template <typename Iterator>
-    void StepBehind(Iterator entry)
-    {
-        if (entry != map_.end()) {
-            next_ = std::next(entry);
-        }
     }
 
     Map& map_;

@@ -59,10 +59,18 @@ public:
     explicit operator bool() const { return !hasFailed_; }
 
     // Up to the next `end`, which is dropped, or to the end of the text. Fails if that leaves
-    // nothing at all to take.
-    friend TextReader& getline(TextReader& reader, std::string& line, char end)
+    // nothing at all to take; a reader that has failed before leaves the line as it is.
+    friend TextReader& getline(TextReader& reader, std::string_view& line, char end)
     {
         reader.TakeLine(line, end);
+        return reader;
+    }
+
+    friend TextReader& getline(TextReader& reader, std::string& line, char end)
+    {
+        std::string_view view = line;
+        reader.TakeLine(view, end);
+        line.assign(view);
         return reader;
     }
 
@@ -124,14 +132,14 @@ private:
         return digits.isAny;
     }
 
-    void TakeLine(std::string& line, char end)
+    void TakeLine(std::string_view& line, char end)
     {
         if (!IsGood()) {
             hasFailed_ = true;
             return;
         }
         const size_t found = text_.find(end, at_);
-        line.assign(text_.substr(at_, found - at_));
+        line = text_.substr(at_, found - at_);
         if (found == std::string_view::npos) {
             hasEnded_ = true;
             hasFailed_ = line.empty();

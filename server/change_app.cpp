@@ -2,6 +2,7 @@
 
 #include <ownerlink/enum_text.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "server/ownerlink_server_impl.h"
@@ -16,11 +17,21 @@ struct ChangeLists {
     std::vector<AppInfoForServer> restart;
 };
 
+size_t CountOf(uint32_t optionType, const std::vector<AppInfo>& appList)
+{
+    return static_cast<size_t>(
+        std::count_if(appList.begin(), appList.end(),
+                      [=](const AppInfo& app) { return app.optionType == optionType; }));
+}
+
 // Keeps the request's order within each list. Any other option type is dropped in silence, and an
 // application to be terminated loses its dynamic parameters.
 ChangeLists Sort(std::vector<AppInfo> appList)
 {
     ChangeLists lists;
+    lists.terminate.reserve(CountOf(TERM, appList));
+    lists.start.reserve(CountOf(START, appList));
+    lists.restart.reserve(CountOf(RESTART, appList));
     for (AppInfo& app : appList) {
         switch (app.optionType) {
             case START:

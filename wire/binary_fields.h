@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "platform/securec.h"
 #include "wire/record_limits.h"
@@ -36,14 +37,25 @@ public:
         return true;
     }
 
-    bool Read(std::string& text)
+    // A view of the record.
+    bool Read(std::string_view& text)
     {
         uint32_t length = 0;
         if (!Read(length) || Left() < length) {
             return false;
         }
-        text.assign(data_ + at_, length);
+        text = {data_ + at_, length};
         at_ += length;
+        return true;
+    }
+
+    bool Read(std::string& text)
+    {
+        std::string_view view;
+        if (!Read(view)) {
+            return false;
+        }
+        text.assign(view);
         return true;
     }
 

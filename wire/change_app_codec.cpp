@@ -1,7 +1,7 @@
 // A list of application changes to an owner, and the state of each application back, as fields that
 // each end in '#'. There is no escape: a text with a '#' in it breaks the reader's alignment.
 
-#include <ownerlink/wire.h>
+#include "wire/change_app_codec.h"
 
 #include <sstream>
 
@@ -45,43 +45,32 @@ bool WriteDynamicPara(Sink& sink, const AppInfo& appInfo)
     return true;
 }
 
-}  // namespace
-
-bool PackChangeAppInfoRequest(const std::vector<AppInfo>& appInfo,
-                              std::vector<std::pair<unsigned int, std::string>>& packedRequest)
+// Appends the item of an application to the writer's text. False if no record takes it.
+bool WriteItem(ProcMgr::TextWriter& writer, const AppInfo& app)
 {
-    ProcMgr::TextWriter writer;
-    packedRequest.reserve(packedRequest.size() + appInfo.size());
-    for (const AppInfo& app : appInfo) {
-        writer.Clear();
-        writer << app.appName << '#' << app.optionType << '#'
-               << static_cast<uint32_t>(app.args.size()) << '#';
-        for (const std::string& arg : app.args) {
-            writer << arg << '#';
-        }
-        if (!WriteDynamicPara(writer, app)) {
-            return false;
-        }
-        const std::string& text = writer.Text();
-        if (text.size() > kItemsCapacity) {
-            CLIENT_LOG(kFailure, "ChangeAppState pack request failed, size=%lu beyond %lu!!",
-                       text.size(), kDataCapacity);
-            return false;
-        }
-        packedRequest.emplace_back(static_cast<unsigned int>(text.size()), text);
-        CLIENT_MILESTONE("ChangeAppState pack request app#(START-0,TERM,RESTART)#argSize#arg: %s",
-                         text.c_str());
+    const size_t start = writer.Text().size();
+    writer << app.appName << '#' << app.optionType << '#' << static_cast<uint32_t>(app.args.size())
+           << '#';
+    for (const std::string& arg : app.args) {
+        writer << arg << '#';
     }
+    if (!WriteDynamicPara(writer, app)) {
+        return false;
+    }
+    const size_t size = writer.Text().size() - start;
+    if (size > kItemsCapacity) {
+        CLIENT_LOG(kFailure, "ChangeAppState pack request failed, size=%lu beyond %lu!!", size,
+                   kDataCapacity);
+        return false;
+    }
+    CLIENT_MILESTONE("ChangeAppState pack request app#(START-0,TERM,RESTART)#argSize#arg: %s",
+                     writer.Text().c_str() + start);
     return true;
 }
 
-bool PackDynamicPara(std::ostringstream& stream, const AppInfo& appInfo)
-{
-    return WriteDynamicPara(stream, appInfo);
-}
-
-bool UnPackChangeAppInfoResponseMsg(const ProcMgr::OwnerlinkResponseMsg& resp, bool& result,
-                                    std::map<std::string, AppChangeState>& appState)
+// Calls `setState` with each application that the owner names.
+template <typename SetState>
+bool ReadResponse(const ProcMgr::OwnerlinkResponseMsg& resp, bool& result, const SetState& setState)
 {
     if (!ProcMgr::IsResponseSize(resp.size)) {
         CLIENT_LOG(kFailure, "response size=%u bytes is invalid", static_cast<unsigned>(resp.size));
@@ -99,15 +88,71 @@ bool UnPackChangeAppInfoResponseMsg(const ProcMgr::OwnerlinkResponseMsg& resp, b
                    pieces, kMostApps);
         return false;
     }
-    ProcMgr::OrderedWalk states(appState);
-    std::string name;
     for (uint32_t piece = 1; piece < pieces; ++piece) {  // the verdict is the first piece
-        ProcMgr::ReadTextInto(reader, name);
+        const std::string_view name = ProcMgr::ReadTextView(reader);
         const auto state = ReadNumber<uint32_t>(reader);
-        states.ValueOf(name) =
-            state > START_FAILED_BY_EIO ? INIT : static_cast<AppChangeState>(state);
+        setState(name, state > START_FAILED_BY_EIO ? INIT : static_cast<AppChangeState>(state));
     }
     return true;
+}
+
+}  // namespace
+
+bool PackChangeAppInfoRequest(const std::vector<AppInfo>& appInfo,
+                              std::vector<std::pair<unsigned int, std::string>>& packedRequest)
+{
+    ProcMgr::TextWriter writer;
+    packedRequest.reserve(packedRequest.size() + appInfo.size());
+    for (const AppInfo& app : appInfo) {
+        writer.Clear();
+        if (!WriteItem(writer, app)) {
+            return false;
+        }
+        const std::string& text = writer.Text();
+        packedRequest.emplace_back(static_cast<unsigned int>(text.size()), text);
+    }
+    return true;
+}
+
+bool PackChangeShare(const ChangeShare& share, ProcMgr::TextWriter& writer,
+                     std::vector<ProcMgr::ItemView>& items)
+{
+    items.reserve(share.size());
+    for (const AppInfo* const app : share) {
+        const size_t start = writer.Text().size();
+        if (!WriteItem(writer, *app)) {
+            return false;
+        }
+        items.emplace_back(static_cast<unsigned int>(writer.Text().size() - start), "");
+    }
+    std::string_view left = writer.Text();  // which moves no more
+    for (ProcMgr::ItemView& item : items) {
+        item.second = left.substr(0, item.first);
+        left.remove_prefix(item.first);
+    }
+    return true;
+}
+
+bool PackDynamicPara(std::ostringstream& stream, const AppInfo& appInfo)
+{
+    return WriteDynamicPara(stream, appInfo);
+}
+
+bool UnPackChangeAppInfoResponseMsg(const ProcMgr::OwnerlinkResponseMsg& resp, bool& result,
+                                    std::map<std::string, AppChangeState>& appState)
+{
+    ProcMgr::OrderedWalk states(appState);
+    return ReadResponse(resp, result, [&states](std::string_view name, AppChangeState state) {
+        states.ValueOf(name) = state;
+    });
+}
+
+bool UnPackChangeStates(const ProcMgr::OwnerlinkResponseMsg& resp, bool& result,
+                        ChangeStates& states)
+{
+    return ReadResponse(resp, result, [&states](std::string_view name, AppChangeState state) {
+        states.Set(name, state);
+    });
 }
 
 }  // namespace Ownerlink::Serialization

@@ -85,10 +85,9 @@ void ReadApps(TextReader& reader, std::vector<Info>& appList, const std::string&
     }
 }
 
-void ProcMgrCombineMsg(Message::RequestType type, unsigned int count, const std::string& text,
+void ProcMgrCombineMsg(Message::RequestType type, const std::string& payload,
                        std::vector<RequestMsg>& msgs)
 {
-    const std::string payload = std::to_string(count) + "#" + text;
     RequestMsg msg;
     msg.type = type;
     msg.size = payload.size();
@@ -232,9 +231,8 @@ bool ProcMgrCombinePiecesMsg(Message::RequestType type,
                       "ProcMgrAgent : packedRequest=%u bytes beyond the PM_PIPE_BUF_MAX!",
                       oversized->first);
     }
-    JoinWindows(packedRequest, windows, [&](unsigned int count, const std::string& text) {
-        ProcMgrCombineMsg(type, count, text, msgs);
-    });
+    JoinWindows(packedRequest, windows,
+                [&](const std::string& payload) { ProcMgrCombineMsg(type, payload, msgs); });
     return true;
 }
 

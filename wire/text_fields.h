@@ -5,6 +5,7 @@
 #define OWNERLINK_WIRE_TEXT_FIELDS_H
 
 #include <string>
+#include <string_view>
 
 #include "foundation/text_reader.h"
 
@@ -29,13 +30,17 @@ std::string ReadText(Source& source)
     return text;
 }
 
-// The same into a string that has been read into before, and keeps its room. Empty where there is
-// nothing left to read, as a new one would be.
-template <typename Source>
-void ReadTextInto(Source& source, std::string& text)
+// The same as a view of what the reader looks at.
+inline std::string_view ReadTextView(TextReader& reader)
 {
-    text.clear();
-    getline(source, text, '#');
+    std::string_view text;
+    getline(reader, text, '#');
+    return text;
+}
+
+inline std::string ReadText(TextReader& reader)
+{
+    return std::string(ReadTextView(reader));
 }
 
 }  // namespace ProcMgr

@@ -4,23 +4,26 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace ProcMgr {
 
-// The length of an item's text, and the text.
+// The length of an item's text, and the text: its own, or one that lies elsewhere.
 using PackedItem = std::pair<unsigned int, std::string>;
+using ItemView = std::pair<unsigned int, std::string_view>;
 
-// Appends to `windows` how many items go into each record of `capacity` bytes. Stops at the first
-// item that no record takes and returns it; the list is sorted, so that none behind it would fit.
-inline const PackedItem* CutWindows(const std::vector<PackedItem>& items, uint64_t capacity,
-                                    std::vector<unsigned int>& windows)
+// Appends to `windows` how many of the items go into each record of `capacity` bytes. Stops at the
+// first that no record takes and returns it; the list is sorted, so that none behind it would fit.
+template <typename Item>
+const Item* CutWindows(const std::vector<Item>& items, uint64_t capacity,
+                       std::vector<unsigned int>& windows)
 {
-    const PackedItem* oversized = nullptr;
+    const Item* oversized = nullptr;
     uint64_t total = 0;
     unsigned int count = 0;
-    for (const PackedItem& item : items) {
+    for (const Item& item : items) {
         if (item.first > capacity) {
             oversized = &item;
             break;
@@ -39,18 +42,19 @@ inline const PackedItem* CutWindows(const std::vector<PackedItem>& items, uint64
     return oversized;
 }
 
-// Calls `makeRecord` with the count and the joined texts of each window.
-template <typename MakeRecord>
-void JoinWindows(const std::vector<PackedItem>& items, const std::vector<unsigned int>& windows,
+// Calls `makeRecord` with the payload of each window: the count, a '#' and the joined texts.
+template <typename Item, typename MakeRecord>
+void JoinWindows(const std::vector<Item>& items, const std::vector<unsigned int>& windows,
                  const MakeRecord& makeRecord)
 {
+    std::string payload;
     auto item = items.begin();
     for (const unsigned int count : windows) {
-        std::string text;
+        payload = std::to_string(count) + "#";
         for (unsigned int i = 0; i < count; ++i) {
-            text += (item++)->second;
+            payload += (item++)->second;
         }
-        makeRecord(count, text);
+        makeRecord(payload);
     }
 }
 

@@ -8,24 +8,38 @@
 namespace Ownerlink {
 
 struct ClientInternals {
+    static ChangeShare ShareOf(const std::vector<AppInfo>& appList)
+    {
+        ChangeShare share;
+        for (const AppInfo& app : appList) {
+            share.push_back(&app);
+        }
+        return share;
+    }
+
     static bool SendShare(const OwnerlinkClientImpl& client, const std::string& resFileName,
                           const std::vector<AppInfo>& appList)
     {
-        std::map<std::string, AppChangeState> states;
-        return client.SendMessageToOwnerForChangeApp(resFileName, appList, states);
+        ChangeStates states;
+        return client.SendMessageToOwnerForChangeApp(resFileName, ShareOf(appList), states);
     }
 
     static bool PrepareShare(const OwnerlinkClientImpl& client, const std::string& resFileName,
                              const std::vector<AppInfo>& appList)
     {
         std::vector<OwnerlinkRequestMsg> msgs;
-        return client.PrepareMsgForChangeApp(appList, msgs, resFileName);
+        return client.PrepareMsgForChangeApp(ShareOf(appList), msgs, resFileName);
     }
 
     static bool TakeAnswers(const OwnerlinkClientImpl& client, const std::string& resFileName,
                             const OwnerlinkResponseMsg& response, std::vector<AppStatus>& answers)
     {
-        return client.TakeAnswers(resFileName, response, answers);
+        std::vector<AppStatusView> views;
+        const bool isTaken = client.TakeAnswers(resFileName, response, views);
+        for (const AppStatusView& view : views) {
+            answers.push_back({std::string(view.appName), view.pid, view.status});
+        }
+        return isTaken;
     }
 
     static bool Reconnect(OwnerlinkClientImpl& client, int fd)

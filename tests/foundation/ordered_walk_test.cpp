@@ -16,30 +16,6 @@ using Numbers = std::map<std::string, int>;
 
 }  // namespace
 
-TEST(OrderedWalk, FindsKeysInAnyOrder)
-{
-    const Numbers numbers = {{"a", 1}, {"b", 2}, {"c", 3}};
-    OrderedWalk walk(numbers);
-
-    for (const char* const key : {"a", "b", "c", "a", "c", "b", "b"}) {
-        ASSERT_NE(walk.Find(std::string(key)), numbers.end());
-        EXPECT_EQ(walk.Find(std::string(key))->first, key);
-    }
-}
-
-TEST(OrderedWalk, FindsNothingThatTheMapLacks)
-{
-    const Numbers none;
-    const Numbers numbers = {{"b", 2}};
-    OrderedWalk walk(numbers);
-
-    EXPECT_EQ(OrderedWalk(none).Find(std::string("a")), none.end());
-    EXPECT_EQ(walk.Find(std::string("a")), numbers.end());
-    EXPECT_EQ(walk.Find(std::string("b"))->second, 2);
-    EXPECT_EQ(walk.Find(std::string("c")), numbers.end());
-    EXPECT_EQ(walk.Find(std::string("b"))->second, 2);
-}
-
 TEST(OrderedWalk, AddsWhatIsMissingAndKeepsWhatIsThere)
 {
     Numbers numbers = {{"b", 2}, {"d", 4}};

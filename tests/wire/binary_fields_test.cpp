@@ -151,6 +151,18 @@ TEST_F(FieldReading, TakesAnEmptyText)
     EXPECT_EQ(text_, "");
 }
 
+TEST_F(FieldReading, ViewsATextWhereItLies)
+{
+    FieldReader reader = ReaderOf(Bytes("\3\0\0\0abc\4\0\0\0abc", 14));
+
+    std::string_view text;
+    EXPECT_TRUE(reader.Read(text));
+    EXPECT_EQ(text, "abc");
+    EXPECT_EQ(text.data(), record_.data + 4);
+    EXPECT_FALSE(reader.Read(text));
+    EXPECT_EQ(text, "abc");
+}
+
 TEST_F(FieldReading, KeepsZeroBytesOfAText)
 {
     FieldReader reader = ReaderOf(Bytes("\3\0\0\0a\0b", 7));

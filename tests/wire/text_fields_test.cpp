@@ -74,6 +74,16 @@ TEST(TextFields, EndAtTheSeparator)
     EXPECT_EQ(ReadText(stream), "");
 }
 
+TEST(TextFields, AreViewedWhereTheyLie)
+{
+    const std::string text = "a#bc";
+    TextReader stream{std::string_view(text)};
+
+    EXPECT_EQ(ReadTextView(stream).data(), text.data());
+    EXPECT_EQ(ReadTextView(stream).data(), text.data() + 2);
+    EXPECT_EQ(ReadTextView(stream), "");
+}
+
 TEST(TextFields, KeepZeroBytes)
 {
     TextReader stream(std::string_view("a\0b#", 4));
