@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
 
 #include "platform/hosted/log/journal_stream.h"
@@ -15,6 +16,19 @@
 
 namespace hosted::log {
 namespace {
+
+// Unlike these two, other sinks are opened when they are made, and may be written to.
+bool IsMereName(const OutletOptions& outlet)
+{
+    const SinkKind kind = outlet.sink.kind;
+    return kind == SinkKind::kStandardError || kind == SinkKind::kSyslog;
+}
+
+bool IsSilent(const Config& config)
+{
+    return config.complaints.empty() &&
+           std::all_of(config.outlets.begin(), config.outlets.end(), IsMereName);
+}
 
 void Complain(const std::string& text)
 {
@@ -95,6 +109,10 @@ Config Router::ReadConfig()
 
 Router::Router(const Config& config)
 {
+    std::optional<SignalGuard> guard;  // four system calls, which a start without need is spared
+    if (!IsSilent(config)) {
+        guard.emplace();
+    }
     std::for_each(config.complaints.begin(), config.complaints.end(), Complain);
     for (const OutletOptions& options : config.outlets) {
         outlets_.emplace_back(options);
@@ -119,7 +137,6 @@ void Router::OpenGate() const
 
 void Router::Build()
 {
-    const SignalGuard guard;
     const MutexLock lock(mutex_);
     Instance();
 }
@@ -141,11 +158,16 @@ bool Router::Write(const Record& record)
 
 bool Router::Flush()
 {
+    const MutexLock lock(mutex_);
+    std::vector<Outlet>& outlets = Instance().outlets_;
+    if (std::none_of(outlets.begin(), outlets.end(),
+                     [](const Outlet& outlet) { return outlet.HasLost(); })) {
+        return true;
+    }
     const Origin origin = OriginOfCaller();
     bool written = true;
     const SignalGuard guard;
-    const MutexLock lock(mutex_);
-    for (Outlet& outlet : Instance().outlets_) {
+    for (Outlet& outlet : outlets) {
         written &= outlet.ReportLoss(origin);
     }
     return written;

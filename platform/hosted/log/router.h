@@ -49,6 +49,7 @@ public:
     // Both false when the sink failed; the loss is reported as soon as it works again.
     bool Write(const Line& line, const Origin& origin);
     bool ReportLoss(const Origin& origin);
+    bool HasLost() const { return lost_ > 0; }
     void EnterChild() { sink_->EnterChild(); }
     int Probe() { return sink_->Probe(); }
     void NameOwner(const std::string& name) { sink_->NameOwner(name); }
