@@ -69,6 +69,7 @@ bool KvsTypeYaml::InitYamlNode(const std::string& path)
                       __LINE__, path.c_str());
         return false;
     }
+    static_cast<void>(std::setvbuf(file.get(), nullptr, _IONBF, 0));  // libyaml buffers itself
     Parser parser(file.get());
     document_ = std::make_shared<YamlDocument>();
     node_ = {};  // it may point into the document that has just been let go
@@ -223,6 +224,7 @@ bool KvsTypeYaml::GetArray(std::vector<KvsTypeYaml>& out) const
         return false;
     }
     const auto& pairs = node_.data.mapping.pairs;
+    out.reserve(out.size() + static_cast<size_t>(pairs.top - pairs.start));
     for (const yaml_node_pair_t* pair = pairs.start; pair < pairs.top; ++pair) {
         const yaml_node_t* const value = NodeAt(pair->value);
         const yaml_node_t* const name = NodeAt(pair->key);
