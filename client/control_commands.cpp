@@ -141,7 +141,8 @@ bool OwnerlinkClientImpl::StopGrpApp(SsOperSysType os, GroupOwner owner)
 bool OwnerlinkClientImpl::SendCommand(OwnerlinkRequestType type, const std::string& resFileName,
                                       OwnerlinkResponseMsg& response) const
 {
-    return SendRequestToOwnerByVfs(type, resFileName, OwnerlinkRequestMsg{}, response, -1);
+    static constexpr OwnerlinkRequestMsg kEmpty;
+    return SendRequestToOwnerByVfs(type, resFileName, kEmpty, response, -1);
 }
 
 bool OwnerlinkClientImpl::QueryGrpAppList(SsOperSysType os, GroupOwner owner,
