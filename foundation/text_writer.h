@@ -34,6 +34,7 @@ public:
 
     const std::string& Text() const { return text_; }
     void Clear() { text_.clear(); }
+    void Reserve(size_t size) { text_.reserve(size); }
 
 private:
     std::string text_;

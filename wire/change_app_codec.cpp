@@ -45,6 +45,30 @@ bool WriteDynamicPara(Sink& sink, const AppInfo& appInfo)
     return true;
 }
 
+size_t SizeOf(const std::vector<std::string>& texts)
+{
+    size_t size = 0;
+    for (const std::string& text : texts) {
+        size += text.size() + 1;
+    }
+    return size;
+}
+
+// About as much as the items take. A text that grows by doubling would hold as much again, and what
+// it has outgrown; the allocator gives that much back to the system, to be mapped anew next time.
+size_t RoomFor(const ChangeShare& share)
+{
+    constexpr size_t kNumbers = 10;
+    size_t size = 0;
+    for (const AppInfo* const app : share) {
+        size += app->appName.size() + kNumbers + SizeOf(app->args);
+        for (const auto& [index, values] : app->dynamicPara) {
+            size += kNumbers + SizeOf(values);
+        }
+    }
+    return size;
+}
+
 // Appends the item of an application to the writer's text. False if no record takes it.
 bool WriteItem(ProcMgr::TextWriter& writer, const AppInfo& app)
 {
@@ -117,6 +141,7 @@ bool PackChangeAppInfoRequest(const std::vector<AppInfo>& appInfo,
 bool PackChangeShare(const ChangeShare& share, ProcMgr::TextWriter& writer,
                      std::vector<ProcMgr::ItemView>& items)
 {
+    writer.Reserve(RoomFor(share));
     items.reserve(share.size());
     for (const AppInfo* const app : share) {
         const size_t start = writer.Text().size();
