@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/hosted/mutex.h"
+#include "platform/hosted/brief_mutex.h"
 #include "platform/hosted/outcome.h"
 #include "platform/hosted/pool_table.h"
 #include "platform/hosted/queue_outlet.h"
@@ -53,7 +53,7 @@ private:
 
     Place* Find(void* queue) HOSTED_REQUIRES(mutex_);
 
-    Mutex mutex_;
+    BriefMutex mutex_;
     PoolTable pools_ HOSTED_GUARDED_BY(mutex_);
     std::vector<Place> queues_ HOSTED_GUARDED_BY(mutex_);
 };
