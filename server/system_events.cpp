@@ -29,6 +29,13 @@ void FreeBlock(IAMShmPool& pool, IAMShmBlock& block, int reason, const char* fil
     }
 }
 
+// Syslog takes its lock to find that its mask drops a record: one look at the mask, which takes it
+// as well, stands for those of all files.
+bool IsReportLogged()
+{
+    return !IsSyslogEnable() || (setlogmask(0) & LOG_MASK(GetSyslogLevel(GRP_LOG_INFO))) != 0;
+}
+
 int ReportTo(const IamQfsMgrFile& file, IAMShmPool& pool, const std::string& text)
 {
     IAMShmBlock block{};
@@ -126,6 +133,7 @@ int OwnerlinkServerImpl::ReportSysEvent(const SysEvent& event)
 {
     const MutexLock lock(poolMutex_);
     const std::string text = std::to_string(event.state);
+    const bool isLogged = IsReportLogged();
     int result = 0;
     for (auto& [file, pool] : procQfsFileMap_) {
         if (file == nullptr) {
@@ -133,7 +141,10 @@ int OwnerlinkServerImpl::ReportSysEvent(const SysEvent& event)
             result = kNoFile;
             continue;
         }
-        SERVER_LOG(GRP_LOG_INFO, "ReportSysEvent. (state=%u,file=%s)", event.state, NameOf(*file));
+        if (isLogged) {
+            SERVER_LOG(GRP_LOG_INFO, "ReportSysEvent. (state=%u,file=%s)", event.state,
+                       NameOf(*file));
+        }
         trace::EventReport(NameOf(*file), event.state);
         const int failure = ReportTo(*file, pool, text);
         if (failure != 0) {
