@@ -111,35 +111,51 @@ void QueueSubscription::ReadLife(QueueLink& link)
     QueuePause pause(ReaderSystem{&link, &isClosing_});
     while (!isClosing_.load()) {
         const bool hadEnded = link.HasEnded();  // ahead of the look at the ring
-        const QueueLink::NextEnd next = link.Next(entry_);
+        QueueLink::NextEnd next = link.Next(entry_);
         if (next == QueueLink::NextEnd::kEntry) {
-            Deliver();
+            next = DeliverWaiting(link);
             pause.NoteEntry();
-        } else if (next == QueueLink::NextEnd::kBroken) {
+        }
+        if (next == QueueLink::NextEnd::kBroken) {
             HOSTED_LOG(kLogError, "the owner of %.128s has written what cannot be", name_.c_str());
             return;
-        } else if (hadEnded) {
-            return;
-        } else {
+        }
+        if (next == QueueLink::NextEnd::kNothing) {
+            if (hadEnded) {
+                return;
+            }
             pause.Await();
         }
     }
 }
 
+// The entry at hand and all behind it are one delivery to whoever waits for those that run: each
+// look at `isClosing_` comes after its begin. What ended it; kEntry when that was the close.
+QueueLink::NextEnd QueueSubscription::DeliverWaiting(QueueLink& link)
+{
+    auto next = QueueLink::NextEnd::kEntry;
+    deliveries_.Begin();
+    while (next == QueueLink::NextEnd::kEntry && !isClosing_.load()) {
+        Deliver();
+        if (isClosing_.load()) {
+            break;  // ahead of the ring: a child that was forked by the callback has none
+        }
+        next = link.Next(entry_);
+    }
+    deliveries_.End();
+    return next;
+}
+
 void QueueSubscription::Deliver()
 {
-    deliveries_.Begin();
     try {
-        if (!isClosing_.load()) {
-            callback_(number_, entry_.data(), entry_.size());
-        }
+        callback_(number_, entry_.data(), entry_.size());
     } catch (const std::exception& error) {
         HOSTED_LOG(kLogError, "exception left the reader of %.128s: %s", name_.c_str(),
                    error.what());
     } catch (...) {
         HOSTED_LOG(kLogError, "exception left the reader of %.128s", name_.c_str());
     }
-    deliveries_.End();
 }
 
 void QueueSubscription::AttachToNextLife(uint64_t former)

@@ -20,7 +20,8 @@ class QueueSubscription {
 public:
     using Callback = int (*)(int fd, void* buf, unsigned long count);
 
-    // Wraps each call of a callback, so that somebody may wait for those that run.
+    // Wraps calls of a callback, one or several in a row, so that somebody may wait for those that
+    // run.
     class Deliveries {
     public:
         virtual ~Deliveries() = default;
@@ -44,6 +45,7 @@ public:
 private:
     void Run();
     void ReadLife(QueueLink& link);
+    QueueLink::NextEnd DeliverWaiting(QueueLink& link);
     void Deliver();
     void AttachToNextLife(uint64_t former);
     int TryNextLife(uint64_t former, NextLifeWatch& watch, bool* isWatching)
