@@ -1,4 +1,6 @@
 // One event to every open file: the bytes, the order, and each way to fail.
+#include <syslog.h>
+
 #include <algorithm>
 #include <functional>
 
@@ -69,6 +71,46 @@ TEST_F(ReportEvent, GoesToEachFileInTheOrderOfTheMap)
                 ElementsAre(Info("ReportSysEvent. (state=258,file=" + a + ")"),
                             Info("ReportSysEvent. (state=258,file=" + b + ")")));
     EXPECT_EQ(platform::BlocksInUse(), 0u);
+}
+
+TEST_F(ReportEvent, IsASyslogRecordForEachFileOnceSyslogIsOn)
+{
+    server.EnableSyslog();
+
+    EXPECT_EQ(Report(), 0);
+
+    EXPECT_THAT(platform::Records(),
+                ElementsAre(SyslogRecord(LOG_INFO, "ReportSysEvent. (state=258,file=" + a + ")"),
+                            SyslogRecord(LOG_INFO, "ReportSysEvent. (state=258,file=" + b + ")")));
+}
+
+TEST_F(ReportEvent, TroublesSyslogWithNoRecordThatItsMaskDrops)
+{
+    server.EnableSyslog();
+    const int former = setlogmask(LOG_UPTO(LOG_ERR));
+    platform::SetNext("IAMShmHandleMalloc", {platform::Gives(-7)});
+
+    EXPECT_EQ(Report(), kNoBlock);
+
+    EXPECT_THAT(platform::Records(),
+                ElementsAre(SyslogRecord(
+                    LOG_ERR, "ReportSysEvent, Malloc block failed. (err=-7,resFile=" + a + ")")));
+    EXPECT_THAT(platform::QueuedEvents(second), ElementsAre("258"));
+    setlogmask(former);
+}
+
+TEST_F(ReportEvent, SpeaksToSyslogAgainOnceItsMaskLetsItThrough)
+{
+    server.EnableSyslog();
+    const int former = setlogmask(LOG_UPTO(LOG_NOTICE));
+    EXPECT_EQ(Report(), 0);
+    EXPECT_THAT(platform::Records(), IsEmpty());
+
+    setlogmask(LOG_UPTO(LOG_INFO));
+    EXPECT_EQ(Report(), 0);
+
+    EXPECT_EQ(platform::Records().size(), 2u);
+    setlogmask(former);
 }
 
 TEST_F(ReportEvent, IsTheStateInDecimalDigits)
