@@ -137,7 +137,7 @@ Outcome<BlockKey> PoolTable::Take(const PoolKey& key, uint32_t size)
     if (size > pool->blockSize_) {
         return Outcome<BlockKey>::Failed(EMSGSIZE);
     }
-    if (pool->free_.empty()) {
+    if (pool->free_.size() == pool->copiesQueued_) {
         return Outcome<BlockKey>::Failed(ENOBUFS);
     }
     const uint32_t index = pool->free_.back();
@@ -168,20 +168,21 @@ int PoolTable::Write(const BlockKey& key, std::span<const std::byte> source, uin
 
 int PoolTable::Free(const PoolKey& key, const BlockKey& block)
 {
-    if (!SizeOfTaken(key, block)) {
+    if (BytesOfTaken(key, block).empty()) {
         return EINVAL;
     }
     Release(block, pools_[block.slot]->blocks_[block.block]);
     return 0;
 }
 
-std::optional<uint32_t> PoolTable::SizeOfTaken(const PoolKey& key, const BlockKey& block) const
+std::span<const std::byte> PoolTable::BytesOfTaken(const PoolKey& key, const BlockKey& block) const
 {
+    const Pool* const pool = FindPool(key);
     const Pool::Block* const found = FindBlock(block, Pool::State::kTaken);
-    if (found == nullptr || block.slot != key.slot || FindPool(key) == nullptr) {
-        return std::nullopt;
+    if (pool == nullptr || found == nullptr || block.slot != key.slot) {
+        return {};
     }
-    return found->size;
+    return {pool->memory_.mapping.Bytes() + size_t{block.block} * pool->stride_, found->size};
 }
 
 void PoolTable::MarkQueued(const BlockKey& block)
@@ -193,6 +194,20 @@ void PoolTable::FreeQueued(const BlockKey& block)
 {
     if (Pool::Block* const found = FindBlock(block, Pool::State::kQueued); found != nullptr) {
         Release(block, *found);
+    }
+}
+
+void PoolTable::MarkCopied(const BlockKey& block)
+{
+    Pool& pool = *pools_[block.slot];
+    Release(block, pool.blocks_[block.block]);
+    ++pool.copiesQueued_;
+}
+
+void PoolTable::ForgetCopy(const PoolKey& key)
+{
+    if (Pool* const pool = FindPool(key); pool != nullptr) {
+        --pool->copiesQueued_;
     }
 }
 

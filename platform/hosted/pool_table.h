@@ -81,7 +81,8 @@ private:
     uint32_t stride_;
     uint64_t generation_ = 0;
     std::vector<Block> blocks_;
-    std::vector<uint32_t> free_;
+    std::vector<uint32_t> free_;  // the last one is taken next: it is the one most likely cached
+    size_t copiesQueued_ = 0;     // entries that count as a block each, and lie in none
 };
 
 // Not thread-safe: the store's lock stands before it. Each call answers 0 or an errno number;
@@ -99,11 +100,16 @@ public:
     int Write(const BlockKey& key, std::span<const std::byte> source, uint32_t offset);
     int Free(const PoolKey& key, const BlockKey& block);
 
-    // The block's size, if the caller holds it and may hand it to a queue.
-    std::optional<uint32_t> SizeOfTaken(const PoolKey& key, const BlockKey& block) const;
+    // The block's bytes, if the caller holds it and may hand it to a queue; none is none of them.
+    std::span<const std::byte> BytesOfTaken(const PoolKey& key, const BlockKey& block) const;
     void MarkQueued(const BlockKey& block);
     // A queue is done with the block; if its pool is gone, nothing.
     void FreeQueued(const BlockKey& block);
+
+    // A queue has copied what lies in the block, which is free at once. Its pool is as dry as with
+    // a queued block until the queue is done with the copy: no host can tell the difference.
+    void MarkCopied(const BlockKey& block);
+    void ForgetCopy(const PoolKey& key);
 
     // The pools stay where they are, unreachable: a thread of the parent's may have stood in one.
     void ForgetInChild();

@@ -128,15 +128,36 @@ QueueLink::NextEnd QueueLink::Next(std::vector<std::byte>& bytes)
     if (taken != TakeEnd::kTaken) {
         return taken == TakeEnd::kEmpty ? NextEnd::kNothing : NextEnd::kBroken;
     }
+    const bool isCopied =
+        (entry.size & kShortEntry) != 0 ? CopyShort(entry, bytes) : CopyBlock(entry, bytes);
+    if (!isCopied) {
+        return NextEnd::kBroken;
+    }
+    reader_->Release();
+    return NextEnd::kEntry;
+}
+
+bool QueueLink::CopyShort(const RingEntry& entry, std::vector<std::byte>& bytes)
+{
+    const uint32_t size = entry.size - kShortEntry;
+    if (size > kMostShortBytes) {
+        return false;
+    }
+    const ShortBytes source = BytesOf(entry);
+    bytes.assign(source.begin(), source.begin() + size);
+    return true;
+}
+
+bool QueueLink::CopyBlock(const RingEntry& entry, std::vector<std::byte>& bytes)
+{
     const ForeignPool* const pool = FindPool(entry.pool);
     if (pool == nullptr || entry.block >= pool->blockCount || entry.size > pool->blockSize) {
-        return NextEnd::kBroken;
+        return false;
     }
     const std::byte* const block =
         pool->mapping.Bytes() + size_t{entry.block} * StrideOf(pool->blockSize);
     bytes.assign(block, block + entry.size);
-    reader_->Release();
-    return NextEnd::kEntry;
+    return true;
 }
 
 // A pool that is new to us has been sent ahead of the entry.

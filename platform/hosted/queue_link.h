@@ -70,6 +70,8 @@ private:
     std::optional<int> Handle(const QueueMessage& message, const UniqueFd& memory);
     int TakeRing(const QueueMessage& message, const UniqueFd& memory);
     int TakePool(const QueueMessage& message, const UniqueFd& memory);
+    static bool CopyShort(const RingEntry& entry, std::vector<std::byte>& bytes);
+    bool CopyBlock(const RingEntry& entry, std::vector<std::byte>& bytes);
     const ForeignPool* FindPool(uint32_t number);
     bool ReceivePool();
 

@@ -13,28 +13,39 @@ QueueOutlet::QueueOutlet(Mapping ring, int socket)
     : ring_(std::move(ring)),
       writer_(SharedRingMemory(ring_.Bytes()), kRingSlots),
       socket_(socket),
-      onTheWay_(kRingSlots)
+      onTheWay_(kRingSlots),
+      blocks_(kRingSlots)
 {
 }
 
 int QueueOutlet::Push(PoolTable& pools, const PoolKey& key, const BlockKey& block)
 {
-    const std::optional<uint32_t> size = pools.SizeOfTaken(key, block);
-    if (!size) {
+    const std::span<const std::byte> bytes = pools.BytesOfTaken(key, block);
+    if (bytes.empty()) {
         return EINVAL;
     }
     if (const int error = CheckRoom(pools); error != 0) {
         return error;
     }
-    const Outcome<uint32_t> place = PlaceOf(pools, key);
+    const std::optional<uint32_t> place = PlaceOf(pools, key);
     if (!place) {
-        return place.error;
+        return EMFILE;
     }
-    Handed& handed = handed_[place.value];
-    onTheWay_[writer_.Written() % kRingSlots] = {block, place.value};
-    ++handed.onTheWay;
-    pools.MarkQueued(block);
-    writer_.Push({handed.number, block.block, *size});
+    const bool isShort = bytes.size() <= kMostShortBytes;
+    if (const int error = Claim(*place, pools, key, isShort); error != 0) {
+        return error;
+    }
+    const size_t slot = writer_.Written() % kRingSlots;
+    onTheWay_[slot] = {static_cast<uint8_t>(*place), isShort};
+    ++handed_[*place].onTheWay;
+    if (isShort) {
+        pools.MarkCopied(block);
+        writer_.Push(ShortEntry(bytes));
+    } else {
+        blocks_[slot] = block;
+        pools.MarkQueued(block);
+        writer_.Push({handed_[*place].number, block.block, static_cast<uint32_t>(bytes.size())});
+    }
     return 0;
 }
 
@@ -74,25 +85,26 @@ void QueueOutlet::End(PoolTable& pools)
 void QueueOutlet::GiveBack(PoolTable& pools, uint64_t end)
 {
     for (; givenBack_ != end; ++givenBack_) {
-        const OnTheWay& entry = onTheWay_[givenBack_ % kRingSlots];
-        pools.FreeQueued(entry.block);
-        --handed_[entry.place].onTheWay;
+        const size_t slot = givenBack_ % kRingSlots;
+        const OnTheWay entry = onTheWay_[slot];
+        Handed& handed = handed_[entry.place];
+        if (entry.isShort) {
+            pools.ForgetCopy(handed.key);
+        } else {
+            pools.FreeQueued(blocks_[slot]);
+        }
+        --handed.onTheWay;
     }
 }
 
-Outcome<uint32_t> QueueOutlet::PlaceOf(const PoolTable& pools, const PoolKey& key)
+std::optional<uint32_t> QueueOutlet::PlaceOf(const PoolTable& pools, const PoolKey& key) const
 {
     for (uint32_t place = 0; place < kPoolsPerQueue; ++place) {
-        if (handed_[place].isUsed && handed_[place].key == key) {
-            return Succeeded(place);
+        if (handed_[place].IsOf(key)) {
+            return place;
         }
     }
-    const std::optional<uint32_t> place = UnusedPlace(pools);
-    if (!place) {
-        return Outcome<uint32_t>::Failed(EMFILE);
-    }
-    const int error = HandOver(*pools.Find(key), key, *place);
-    return error == 0 ? Succeeded(*place) : Outcome<uint32_t>::Failed(error);
+    return UnusedPlace(pools);
 }
 
 // A place that never had a pool, or whose pool is gone and has no entry on the way any more.
@@ -107,22 +119,38 @@ std::optional<uint32_t> QueueOutlet::UnusedPlace(const PoolTable& pools) const
     return std::nullopt;
 }
 
-int QueueOutlet::HandOver(const Pool& pool, const PoolKey& key, uint32_t place)
+// Makes the place the pool's, and the pool known to the subscriber if an entry is to lie in it.
+int QueueOutlet::Claim(uint32_t place, const PoolTable& pools, const PoolKey& key, bool isShort)
 {
     Handed& handed = handed_[place];
+    if (handed.IsOf(key) && (isShort || handed.isKnown)) {
+        return 0;
+    }
+    Handed next = handed;
+    if (!handed.IsOf(key)) {
+        next = {key, handed.isUsed ? handed.number + kPoolsPerQueue : place, 0, true, false};
+    }
+    if (!isShort) {
+        if (const int error = HandOver(*pools.Find(key), next.number); error != 0) {
+            return error;
+        }
+        next.isKnown = true;
+    }
+    handed = next;
+    return 0;
+}
+
+int QueueOutlet::HandOver(const Pool& pool, uint32_t number) const
+{
     QueueMessage message;
     message.kind = QueueMessageKind::kPool;
-    message.pool = handed.isUsed ? handed.number + kPoolsPerQueue : place;
+    message.pool = number;
     message.size = pool.BlockSize();
     message.count = pool.BlockCount();
     const int error = SendQueueMessage(socket_, message, pool.Memory().Get());
     // Who is gone misses neither the pool nor the entry: the end of its queue is on the way.
     const bool isGone = error == EPIPE || error == ECONNRESET || error == ENOTCONN;
-    if (error != 0 && !isGone) {
-        return error;
-    }
-    handed = {key, message.pool, 0, true};
-    return 0;
+    return isGone ? 0 : error;
 }
 
 }  // namespace hosted

@@ -41,19 +41,24 @@ private:
     struct Handed {
         PoolKey key;
         uint32_t number = 0;
-        uint32_t onTheWay = 0;  // entries that lie in it
+        uint32_t onTheWay = 0;  // entries that lie in it, or count as if they did
         bool isUsed = false;
+        bool isKnown = false;  // handed over
+
+        bool IsOf(const PoolKey& pool) const { return isUsed && key == pool; }
     };
     struct OnTheWay {
-        BlockKey block;
-        uint32_t place = 0;
+        uint8_t place = 0;
+        bool isShort = false;
     };
+    static_assert(kPoolsPerQueue <= UINT8_MAX, "a place fits its field");
 
     void GiveBack(PoolTable& pools, uint64_t end);
     int CheckRoom(PoolTable& pools);
-    Outcome<uint32_t> PlaceOf(const PoolTable& pools, const PoolKey& key);
+    std::optional<uint32_t> PlaceOf(const PoolTable& pools, const PoolKey& key) const;
     std::optional<uint32_t> UnusedPlace(const PoolTable& pools) const;
-    int HandOver(const Pool& pool, const PoolKey& key, uint32_t place);
+    int Claim(uint32_t place, const PoolTable& pools, const PoolKey& key, bool isShort);
+    int HandOver(const Pool& pool, uint32_t number) const;
 
     Mapping ring_;
     RingWriter<SharedRingMemory> writer_;
@@ -61,7 +66,8 @@ private:
     bool isCorrupt_ = false;
     bool hasEnded_ = false;
     uint64_t givenBack_ = 0;
-    std::vector<OnTheWay> onTheWay_;  // by ring slot
+    std::vector<OnTheWay> onTheWay_;  // by ring slot, as are
+    std::vector<BlockKey> blocks_;    // those of entries that are not short
     std::array<Handed, kPoolsPerQueue> handed_;
 };
 

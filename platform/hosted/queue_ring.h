@@ -4,15 +4,19 @@
 // One writer, the owner, and one reader, the subscriber. Both count entries from 0 and never wrap
 // in practice: `tail` is what has been written, `head` what has been consumed. Each end keeps its
 // own count to itself and publishes copies; it believes the other's copy only within the bounds
-// that its own count sets. `Memory` supplies the steps on the shared words, each of them
-// sequentially consistent: LoadTail, StoreTail, LoadHead, StoreHead, LoadFlag, StoreFlag,
-// ExchangeFlag, StoreEntry, LoadEntry, Sleep (until somebody wakes it, unless the flag is no longer
-// kAsleep) and Wake.
+// that its own count sets. `Memory` supplies the steps on the shared words: LoadTail, StoreTail,
+// LoadHead, StoreHead, LoadFlag, StoreFlag, ExchangeFlag, StoreEntry, LoadEntry, Sleep (until
+// somebody wakes it, unless the flag is no longer kAsleep) and Wake. Those of the tail and the flag
+// are sequentially consistent; the head's, for which nobody sleeps, may be seen late.
 #ifndef OWNERLINK_PLATFORM_HOSTED_QUEUE_RING_H
 #define OWNERLINK_PLATFORM_HOSTED_QUEUE_RING_H
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
+#include <span>
 #include <utility>
 
 namespace hosted {
@@ -20,12 +24,33 @@ namespace hosted {
 inline constexpr uint32_t kAwake = 0;
 inline constexpr uint32_t kAsleep = 1;
 
-// Where an entry's bytes lie.
+// Where an entry's bytes lie. Of a short entry, `pool` and `block` are the bytes themselves: as
+// many events as wait then touch no more memory than the ring.
 struct RingEntry {
     uint32_t pool = 0;  // the number under which the pool was handed over
     uint32_t block = 0;
-    uint32_t size = 0;
+    uint32_t size = 0;  // with kShortEntry, of a short entry
 };
+
+inline constexpr uint32_t kShortEntry = 1U << 31U;
+inline constexpr uint32_t kMostShortBytes = 8;
+using ShortBytes = std::array<std::byte, kMostShortBytes>;
+
+// `bytes` are kMostShortBytes at most.
+inline RingEntry ShortEntry(std::span<const std::byte> bytes)
+{
+    std::array<uint32_t, 2> words = {};
+    std::memcpy(words.data(), bytes.data(), bytes.size());
+    return {words[0], words[1], kShortEntry | static_cast<uint32_t>(bytes.size())};
+}
+
+inline ShortBytes BytesOf(const RingEntry& entry)
+{
+    const std::array<uint32_t, 2> words = {entry.pool, entry.block};
+    ShortBytes bytes;
+    std::memcpy(bytes.data(), words.data(), sizeof bytes);
+    return bytes;
+}
 
 template <typename Memory>
 class RingWriter {

@@ -23,7 +23,7 @@ struct RingHeader {
 static_assert(sizeof(RingHeader) == 384, "layout of RingHeader");
 
 struct RingSlot {
-    std::atomic<uint64_t> place;  // pool in the upper half, block in the lower
+    std::atomic<uint64_t> place;  // pool in the upper half, block in the lower; or a short entry
     std::atomic<uint64_t> size;
 };
 static_assert(sizeof(RingSlot) == 16, "layout of RingSlot");
@@ -46,7 +46,8 @@ public:
     uint64_t LoadTail() const { return header_->tail.load(); }
     void StoreTail(uint64_t tail) { header_->tail.store(tail); }
     uint64_t LoadHead() const { return header_->head.load(); }
-    void StoreHead(uint64_t head) { header_->head.store(head); }
+    // Nobody sleeps until it changes: it need not be seen ahead of what follows it.
+    void StoreHead(uint64_t head) { header_->head.store(head, std::memory_order_release); }
     uint32_t LoadFlag() const { return header_->flag.load(); }
     void StoreFlag(uint32_t flag) { header_->flag.store(flag); }
     uint32_t ExchangeFlag(uint32_t flag) { return header_->flag.exchange(flag); }

@@ -22,6 +22,21 @@ std::string Result(int error)
     return std::to_string(-error);
 }
 
+// Numbers from one on: those of few digits travel in the ring, others in blocks.
+class DeliveryFrom : public HostedTest, public testing::WithParamInterface<int> {
+protected:
+    static std::string Report(int number) { return "report " + First(1, number); }
+    // So many of them, from the one that is `offset` behind the parameter.
+    static std::string First(int count, int offset = 0)
+    {
+        return Numbers(GetParam() + offset, count);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, DeliveryFrom, testing::Values(0, 1000000000), [](const auto& first) {
+    return first.param == 0 ? "ShortNumbers" : "LongNumbers";
+});
+
 // The threads that deliveries in this process came from.
 struct Threads {
     std::mutex mutex;
@@ -60,16 +75,77 @@ TEST_F(Delivery, ReachesASubscriberInAnotherProcess)
     EXPECT_EQ(subscriber.Tell("await 1"), "258");
 }
 
-TEST_F(Delivery, IsOnceAndInOrder)
+TEST_P(DeliveryFrom, IsOnceAndInOrder)
 {
     QueueOwner owner;
     Subscriber subscriber;
 
     for (int i = 0; i < 50; ++i) {
-        EXPECT_EQ(owner.Tell("burst " + std::to_string(100 * i) + " 100"), "0");
-        EXPECT_EQ(subscriber.Tell("await " + std::to_string(100 * (i + 1))),
-                  Numbers(0, 100 * (i + 1)));
+        EXPECT_EQ(owner.Tell("burst " + std::to_string(GetParam() + 100 * i) + " 100"), "0");
+        EXPECT_EQ(subscriber.Tell("await " + std::to_string(100 * (i + 1))), First(100 * (i + 1)));
     }
+}
+
+TEST_P(DeliveryFrom, ToASlowSubscriberWithAFullRingFailsForThatOneAlone)
+{
+    QueueOwner owner;
+    owner.Tell("pool 16 4000");
+    Subscriber slow;
+    Subscriber other;
+    slow.Tell("block");
+    owner.Tell(Report(0));
+    ASSERT_EQ(slow.Tell("blocked"), "blocked");
+    ASSERT_EQ(other.Tell("await 1"), First(1));
+
+    // The one that it stands in has left the ring.
+    for (int next = 1; next < 1025; next += 128) {
+        ASSERT_EQ(owner.Tell("burst " + std::to_string(GetParam() + next) + " 128"), "0");
+        ASSERT_EQ(other.Tell("await " + std::to_string(next + 128)), First(next + 128));
+    }
+    EXPECT_EQ(owner.Tell(Report(1025)), Result(EAGAIN) + ",0");
+
+    EXPECT_EQ(other.Tell("await 1026"), First(1026));
+    slow.Tell("unblock");
+    EXPECT_EQ(slow.Tell("await 1025"), First(1025));
+    EXPECT_EQ(owner.Tell("report 7"), "0,0");
+    EXPECT_EQ(slow.Tell("await 1026"), First(1025) + ",7");
+}
+
+TEST_P(DeliveryFrom, ToASlowSubscriberWithADryPoolFailsForThatOneAlone)
+{
+    QueueOwner owner;
+    owner.Tell("pool 160 3");
+    Subscriber slow;
+    Subscriber other;
+    slow.Tell("block");
+    owner.Tell(Report(0));
+    ASSERT_EQ(slow.Tell("blocked"), "blocked");
+    for (int i = 1; i < 4; ++i) {
+        ASSERT_EQ(owner.Tell(Report(i)), "0,0");
+        ASSERT_EQ(other.Tell("await " + std::to_string(i + 1)), First(i + 1));
+    }
+
+    EXPECT_EQ(owner.Tell(Report(4)), Result(ENOBUFS) + ",0");
+
+    slow.Tell("unblock");
+    EXPECT_EQ(slow.Tell("await 4"), First(4));
+    EXPECT_EQ(owner.Tell("report 5"), "0,0");  // the blocks have come back
+    EXPECT_EQ(slow.Tell("await 5"), First(4) + ",5");
+}
+
+TEST_F(Delivery, BringsTextsOfAnyLengthInOrder)
+{
+    QueueOwner owner;
+    Subscriber subscriber;
+    std::string all;
+
+    for (int size = 1; size <= 32; ++size) {
+        const std::string text(static_cast<size_t>(size), static_cast<char>('@' + size));
+        ASSERT_EQ(owner.Tell("report " + text), "0");
+        all += (all.empty() ? "" : ",") + text;
+    }
+
+    EXPECT_EQ(subscriber.Tell("await 32"), all);
 }
 
 TEST_F(Delivery, GoesToEachOfTwoSubscribers)
@@ -116,53 +192,6 @@ TEST_F(Delivery, WakesASleepingSubscriberEachTime)
         owner.Tell("report " + std::to_string(i));
         ASSERT_EQ(subscriber.Tell("await " + std::to_string(i + 1)), Numbers(0, i + 1));
     }
-}
-
-TEST_F(Delivery, ToASlowSubscriberWithAFullRingFailsForThatOneAlone)
-{
-    QueueOwner owner;
-    owner.Tell("pool 16 4000");
-    Subscriber slow;
-    Subscriber other;
-    slow.Tell("block");
-    owner.Tell("report 0");
-    ASSERT_EQ(slow.Tell("blocked"), "blocked");
-    ASSERT_EQ(other.Tell("await 1"), "0");
-
-    // The one that it stands in has left the ring.
-    for (int first = 1; first < 1025; first += 128) {
-        ASSERT_EQ(owner.Tell("burst " + std::to_string(first) + " 128"), "0");
-        ASSERT_THAT(other.Tell("await " + std::to_string(first + 128)), StartsWith("0,1,"));
-    }
-    EXPECT_EQ(owner.Tell("report 1025"), Result(EAGAIN) + ",0");
-
-    EXPECT_EQ(other.Tell("await 1026"), Numbers(0, 1026));
-    slow.Tell("unblock");
-    EXPECT_EQ(slow.Tell("await 1025"), Numbers(0, 1025));
-    EXPECT_EQ(owner.Tell("report 7"), "0,0");
-    EXPECT_EQ(slow.Tell("await 1026"), Numbers(0, 1025) + ",7");
-}
-
-TEST_F(Delivery, ToASlowSubscriberWithADryPoolFailsForThatOneAlone)
-{
-    QueueOwner owner;
-    owner.Tell("pool 160 3");
-    Subscriber slow;
-    Subscriber other;
-    slow.Tell("block");
-    owner.Tell("report 0");
-    ASSERT_EQ(slow.Tell("blocked"), "blocked");
-    for (int i = 1; i < 4; ++i) {
-        ASSERT_EQ(owner.Tell("report " + std::to_string(i)), "0,0");
-        ASSERT_EQ(other.Tell("await " + std::to_string(i + 1)), Numbers(0, i + 1));
-    }
-
-    EXPECT_EQ(owner.Tell("report 4"), Result(ENOBUFS) + ",0");
-
-    slow.Tell("unblock");
-    EXPECT_EQ(slow.Tell("await 4"), Numbers(0, 4));
-    EXPECT_EQ(owner.Tell("report 5"), "0,0");  // the blocks have come back
-    EXPECT_EQ(slow.Tell("await 5"), "0,1,2,3,5");
 }
 
 TEST_F(Delivery, ToASubscriberThatIsClosingIsNoFailure)

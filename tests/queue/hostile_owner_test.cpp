@@ -225,6 +225,22 @@ TEST_F(HostileLife, WithAnEntryLargerThanABlockIsGivenUp)
     ExpectGivenUp();
 }
 
+TEST_F(HostileLife, WithAShortEntryOfMoreBytesThanItHasIsGivenUp)
+{
+    life_->Memory().StoreEntry(0, {0, 0, hosted::kShortEntry | 9U});
+    life_->Publish(1);
+
+    ExpectGivenUp();
+}
+
+TEST_F(HostileLife, WithAnEntryOfTheGreatestSizeIsGivenUp)
+{
+    life_->Memory().StoreEntry(0, {0, 0, UINT32_MAX});
+    life_->Publish(1);
+
+    ExpectGivenUp();
+}
+
 TEST_F(HostileLife, WithAPoolSmallerThanItSaysIsGivenUp)
 {
     const SharedMemory page =

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <set>
@@ -291,4 +292,18 @@ TEST_F(Ring, LetsAReaderSleepOnlyWhenThereIsNothing)
 
     EXPECT_EQ(words_.sleeps, 1);
     EXPECT_EQ(words_.flag, hosted::kAwake);
+}
+
+TEST(ShortEntries, CarryUpToEightBytes)
+{
+    const std::array<std::byte, 8> bytes = {std::byte{1}, std::byte{2}, std::byte{3}, std::byte{4},
+                                            std::byte{5}, std::byte{6}, std::byte{7}, std::byte{8}};
+    for (uint32_t size = 0; size <= bytes.size(); ++size) {
+        const RingEntry entry = hosted::ShortEntry({bytes.data(), size});
+
+        hosted::ShortBytes expected = {};
+        std::copy_n(bytes.begin(), size, expected.begin());
+        EXPECT_EQ(entry.size, hosted::kShortEntry | size);
+        EXPECT_EQ(hosted::BytesOf(entry), expected);
+    }
 }
