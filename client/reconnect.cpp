@@ -70,7 +70,10 @@ void OwnerlinkClientImpl::RecordChanges(ChangeAppThreadInfo& share)
             continue;
         }
         const OwnerDomain domain{app->os, app->groupOwner};
-        const auto record = records.try_emplace(domain, verifyRecord_[domain]).first;
+        auto record = records.find(domain);
+        if (record == records.end()) {
+            record = records.try_emplace(domain, verifyRecord_[domain]).first;
+        }
         record->second.ValueOf(app->appName) = app->optionType;
         CLIENT_MILESTONE("Ss verify with server, add to record. name=%s type=%u(%s)",
                          app->appName.c_str(), app->optionType,

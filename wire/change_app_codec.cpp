@@ -88,7 +88,7 @@ bool WriteItem(ProcMgr::TextWriter& writer, const AppInfo& app)
         return false;
     }
     CLIENT_MILESTONE("ChangeAppState pack request app#(START-0,TERM,RESTART)#argSize#arg: %s",
-                     writer.Text().c_str() + start);
+                     std::string(writer.Text().substr(start)).c_str());
     return true;
 }
 
@@ -132,7 +132,7 @@ bool PackChangeAppInfoRequest(const std::vector<AppInfo>& appInfo,
         if (!WriteItem(writer, app)) {
             return false;
         }
-        const std::string& text = writer.Text();
+        const std::string_view text = writer.Text();
         packedRequest.emplace_back(static_cast<unsigned int>(text.size()), text);
     }
     return true;
@@ -224,7 +224,7 @@ bool ReadApp(TextReader& reader, AppInfo& app)
     }
     app.args.reserve(argvSize);
     for (uint64_t i = 0; i < argvSize; ++i) {
-        app.args.push_back(ReadText(reader));
+        app.args.emplace_back(ReadTextView(reader));
     }
     return ReadParameters(reader, app);
 }
@@ -247,7 +247,7 @@ bool WriteResponse(bool result, const std::vector<AppChangeInfo>& appChangeInfo,
         SERVER_LOG(
             GRP_LOG_INFO,
             "ChangeAppState owner pack response app#(SU-0,TERM_F,START_F,RESTART_F,INIT)#: %s",
-            writer.Text().c_str() + start);
+            std::string(writer.Text().substr(start)).c_str());
     }
     return true;
 }
@@ -290,15 +290,15 @@ bool PackChangeAppInfoResponse(bool result, const std::vector<AppChangeInfo>& ap
     if (!WriteResponse(result, appChangeInfo, writer)) {
         return false;
     }
-    const std::string& text = writer.Text();
+    const std::string_view text = writer.Text();
     resp.size = text.size();
     if (memcpy_s(resp.data, kDataCapacity, text.data(), text.size()) != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "memcpy_s failed, copy respStr=%s respStrSize=%lu failed",
-                   text.c_str(), text.size());
+                   std::string(text).c_str(), text.size());
         return false;
     }
     SERVER_MILESTONE("%s ChangeAppState owner pack response:%s", BootStrace(SS_SERVER_NAME).c_str(),
-                     text.c_str());
+                     std::string(text).c_str());
     return true;
 }
 

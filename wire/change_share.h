@@ -27,10 +27,10 @@ public:
         for (const AppInfo* const app : share) {
             asked_.push_back({app->appName, INIT});
         }
-        if (!std::is_sorted(asked_.begin(), asked_.end())) {
+        if (std::adjacent_find(asked_.begin(), asked_.end(), IsNotBehind) != asked_.end()) {
             std::sort(asked_.begin(), asked_.end());
+            asked_.erase(std::unique(asked_.begin(), asked_.end(), IsNotBehind), asked_.end());
         }
-        asked_.erase(std::unique(asked_.begin(), asked_.end(), IsSame), asked_.end());
     }
 
     void Set(std::string_view name, AppChangeState state)
@@ -76,7 +76,7 @@ private:
         bool operator<(const Entry& other) const { return name < other.name; }
     };
 
-    static bool IsSame(const Entry& one, const Entry& other) { return one.name == other.name; }
+    static bool IsNotBehind(const Entry& one, const Entry& next) { return !(one < next); }
 
     Entry* Find(std::string_view name)
     {

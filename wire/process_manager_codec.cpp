@@ -85,7 +85,7 @@ void ReadApps(TextReader& reader, std::vector<Info>& appList, const std::string&
     }
 }
 
-void ProcMgrCombineMsg(Message::RequestType type, const std::string& payload,
+void ProcMgrCombineMsg(Message::RequestType type, std::string_view payload,
                        std::vector<RequestMsg>& msgs)
 {
     RequestMsg msg;
@@ -202,12 +202,12 @@ bool ProcMgrPackAppStateRequest(const std::vector<Message::AppStateInfo>& appSta
         writer.Clear();
         writer << app.appName << '#' << app.value0 << '#' << app.value1 << '#' << app.value2 << '#'
                << app.value3 << '#';
-        const std::string& text = writer.Text();
+        const std::string_view text = writer.Text();
         if (text.size() > kLongestStateItem) {
             SYSLOG_RECORD(LOG_ERR,
                           "ProcMgrAgent : PackAppStateRequest failed=%s, size=%lu bytes beyond the "
                           "PM_PIPE_BUF_MAX!!",
-                          text.c_str(), text.size());
+                          std::string(text).c_str(), text.size());
             return false;
         }
         packedRequest.emplace_back(static_cast<unsigned int>(text.size()), text);
@@ -232,7 +232,7 @@ bool ProcMgrCombinePiecesMsg(Message::RequestType type,
                       oversized->first);
     }
     JoinWindows(packedRequest, windows,
-                [&](const std::string& payload) { ProcMgrCombineMsg(type, payload, msgs); });
+                [&](std::string_view payload) { ProcMgrCombineMsg(type, payload, msgs); });
     return true;
 }
 

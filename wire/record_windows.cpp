@@ -18,7 +18,7 @@ using ProcMgr::OwnerlinkRequestMsg;
 
 namespace {
 
-void AppendRecord(const std::string& payload, std::vector<OwnerlinkRequestMsg>& msgs)
+void AppendRecord(std::string_view payload, std::vector<OwnerlinkRequestMsg>& msgs)
 {
     OwnerlinkRequestMsg& msg = msgs.emplace_back();
     msg.size = payload.size();
@@ -55,7 +55,7 @@ bool Combine(std::vector<Item>& items, std::vector<OwnerlinkRequestMsg>& msgs)
     Cut(items, windows);
     msgs.reserve(msgs.size() + windows.size());
     ProcMgr::JoinWindows(items, windows,
-                         [&msgs](const std::string& payload) { AppendRecord(payload, msgs); });
+                         [&msgs](std::string_view payload) { AppendRecord(payload, msgs); });
     return true;
 }
 

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/text_writer.h"
+
 namespace ProcMgr {
 
 // The length of an item's text, and the text: its own, or one that lies elsewhere.
@@ -47,14 +49,15 @@ template <typename Item, typename MakeRecord>
 void JoinWindows(const std::vector<Item>& items, const std::vector<unsigned int>& windows,
                  const MakeRecord& makeRecord)
 {
-    std::string payload;
+    TextWriter payload;
     auto item = items.begin();
     for (const unsigned int count : windows) {
-        payload = std::to_string(count) + "#";
+        payload.Clear();
+        payload << count << '#';
         for (unsigned int i = 0; i < count; ++i) {
-            payload += (item++)->second;
+            payload << (item++)->second;
         }
-        makeRecord(payload);
+        makeRecord(payload.Text());
     }
 }
 
