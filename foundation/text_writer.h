@@ -43,6 +43,13 @@ public:
     // Until the next is written.
     std::string_view Text() const { return {text_.get(), size_}; }
 
+    // The same from `start` on, with a zero behind it.
+    const char* CText(size_t start = 0)
+    {
+        *RoomFor(1) = '\0';
+        return text_.get() + start;
+    }
+
     void Clear() { size_ = 0; }
 
     void Reserve(size_t room)

@@ -88,7 +88,7 @@ bool WriteItem(ProcMgr::TextWriter& writer, const AppInfo& app)
         return false;
     }
     CLIENT_MILESTONE("ChangeAppState pack request app#(START-0,TERM,RESTART)#argSize#arg: %s",
-                     std::string(writer.Text().substr(start)).c_str());
+                     writer.CText(start));
     return true;
 }
 
@@ -247,7 +247,7 @@ bool WriteResponse(bool result, const std::vector<AppChangeInfo>& appChangeInfo,
         SERVER_LOG(
             GRP_LOG_INFO,
             "ChangeAppState owner pack response app#(SU-0,TERM_F,START_F,RESTART_F,INIT)#: %s",
-            std::string(writer.Text().substr(start)).c_str());
+            writer.CText(start));
     }
     return true;
 }
@@ -294,11 +294,11 @@ bool PackChangeAppInfoResponse(bool result, const std::vector<AppChangeInfo>& ap
     resp.size = text.size();
     if (memcpy_s(resp.data, kDataCapacity, text.data(), text.size()) != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "memcpy_s failed, copy respStr=%s respStrSize=%lu failed",
-                   std::string(text).c_str(), text.size());
+                   writer.CText(), text.size());
         return false;
     }
     SERVER_MILESTONE("%s ChangeAppState owner pack response:%s", BootStrace(SS_SERVER_NAME).c_str(),
-                     std::string(text).c_str());
+                     writer.CText());
     return true;
 }
 

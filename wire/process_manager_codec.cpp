@@ -207,7 +207,7 @@ bool ProcMgrPackAppStateRequest(const std::vector<Message::AppStateInfo>& appSta
             SYSLOG_RECORD(LOG_ERR,
                           "ProcMgrAgent : PackAppStateRequest failed=%s, size=%lu bytes beyond the "
                           "PM_PIPE_BUF_MAX!!",
-                          std::string(text).c_str(), text.size());
+                          writer.CText(), text.size());
             return false;
         }
         packedRequest.emplace_back(static_cast<unsigned int>(text.size()), text);

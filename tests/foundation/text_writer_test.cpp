@@ -86,3 +86,18 @@ TEST(TextWriter, BeginsAgainInTheSamePlace)
     EXPECT_EQ(writer.Text(), "new");
     EXPECT_EQ(writer.Text().data(), place);
 }
+
+TEST(TextWriter, EndsATextForAPrintfWithAZeroThatIsNoPartOfIt)
+{
+    TextWriter writer;
+    EXPECT_STREQ(writer.CText(), "");
+    writer << std::string(128, 'x');
+
+    EXPECT_EQ(writer.CText(), std::string(128, 'x'));
+    EXPECT_STREQ(writer.CText(127), "x");
+    EXPECT_STREQ(writer.CText(128), "");
+    EXPECT_EQ(writer.Text(), std::string(128, 'x'));
+    writer << 'y';
+
+    EXPECT_STREQ(writer.CText(127), "xy");
+}
