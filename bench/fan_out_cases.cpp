@@ -3,11 +3,12 @@
 #include <ownerlink/client.h>
 #include <ownerlink/enum_text.h>
 
-#include <map>
 #include <numeric>
 
 #include "bench/applications.h"
 #include "bench/cases.h"
+#include "wire/change_app_codec.h"
+#include "wire/record_windows.h"
 
 namespace bench {
 namespace {
@@ -75,11 +76,24 @@ void AddChange(std::vector<Case>& cases, World& world, const std::string& what,
     cases.back().records = records;
 }
 
-// What the codecs of both ends do for one owner's share, without the way between them.
-void RunCodecs(const std::vector<AppInfo>& share)
+// As the manager makes them: RecordsOf goes through the public functions, which copy more.
+std::vector<ProcMgr::OwnerlinkRequestMsg> PackAsTheManager(const Ownerlink::ChangeShare& share)
 {
-    std::map<std::string, AppChangeState> states;
-    for (const ProcMgr::OwnerlinkRequestMsg& record : RecordsOf(share)) {
+    ProcMgr::TextWriter texts;
+    std::vector<ProcMgr::ItemView> items;
+    std::vector<ProcMgr::OwnerlinkRequestMsg> records;
+    Require(Ownerlink::Serialization::PackChangeShare(share, texts, items) &&
+                Ownerlink::Serialization::ProcMgrCombinePiecesMsg(items, records),
+            "the packing of a change");
+    return records;
+}
+
+// What the codecs of both ends do for one owner's share, without the way between them.
+void RunCodecs(const Ownerlink::ChangeShare& share)
+{
+    Ownerlink::ChangeStates states;
+    states.Init(share);
+    for (const ProcMgr::OwnerlinkRequestMsg& record : PackAsTheManager(share)) {
         std::vector<AppInfo> received;
         std::vector<AppChangeInfo> results;
         ProcMgr::OwnerlinkResponseMsg response;
@@ -90,24 +104,29 @@ void RunCodecs(const std::vector<AppInfo>& share)
             results.emplace_back(app.appName, SUCCESS);
         }
         ProcMgr::SS::PackChangeAppInfoResponse(true, results, response);
-        Ownerlink::Serialization::UnPackChangeAppInfoResponseMsg(response, verdict, states);
+        Ownerlink::Serialization::UnPackChangeStates(response, verdict, states);
     }
-    Require(states.size() == share.size(), "the codecs of a change");
+    Require(states.Size() == share.size(), "the codecs of a change");
+}
+
+void RunCodecsOfShares(const std::vector<AppInfo>& applications)
+{
+    std::array<Ownerlink::ChangeShare, kOwners> shares;
+    for (const AppInfo& app : applications) {
+        shares[app.groupOwner].push_back(&app);
+    }
+    for (const Ownerlink::ChangeShare& share : shares) {
+        RunCodecs(share);
+    }
 }
 
 // Both ends share the one core of the pinned rows, so that this time is a part of the call's.
 void AddChangeCodecs(std::vector<Case>& cases, const std::string& what,
                      const std::vector<AppInfo>& applications, double aim)
 {
-    std::vector<std::vector<AppInfo>> shares;
-    for (size_t owner = 0; owner < kOwners; ++owner) {
-        shares.push_back(ShareOf(applications, owner));
-    }
     const std::string call = "ChangeAppState, " + std::to_string(applications.size()) + what;
-    cases.push_back({"codecs of " + call, {{call, aim}}, 1, [shares] {
-                         for (const std::vector<AppInfo>& share : shares) {
-                             RunCodecs(share);
-                         }
+    cases.push_back({"codecs of " + call, {{call, aim}}, 1, [applications] {
+                         RunCodecsOfShares(applications);
                      }});
     cases.back().applications = applications.size();
 }
