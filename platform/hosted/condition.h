@@ -1,4 +1,4 @@
-// A condition variable for the layer's mutex.
+// A condition variable for the layer's two kinds of mutex.
 #ifndef OWNERLINK_PLATFORM_HOSTED_CONDITION_H
 #define OWNERLINK_PLATFORM_HOSTED_CONDITION_H
 
@@ -12,10 +12,15 @@ namespace hosted {
 // As ever, the caller tests its condition again after each wait.
 class Condition {
 public:
-    void Wait(Mutex& mutex) HOSTED_REQUIRES(mutex) { condition_.wait(mutex); }
+    template <typename AnyMutex>
+    void Wait(AnyMutex& mutex) HOSTED_REQUIRES(mutex)
+    {
+        condition_.wait(mutex);
+    }
 
     // False when `deadline` has passed.
-    bool WaitUntil(Mutex& mutex, std::chrono::steady_clock::time_point deadline)
+    template <typename AnyMutex>
+    bool WaitUntil(AnyMutex& mutex, std::chrono::steady_clock::time_point deadline)
         HOSTED_REQUIRES(mutex)
     {
         return condition_.wait_until(mutex, deadline) == std::cv_status::no_timeout;

@@ -9,8 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/hosted/brief_mutex.h"
 #include "platform/hosted/client_connection.h"
-#include "platform/hosted/mutex.h"
 
 namespace hosted {
 
@@ -39,7 +39,7 @@ private:
     std::unique_ptr<ClientConnection> TakeLast(std::string_view name) HOSTED_EXCLUDES(mutex_);
     Kept& KeptOf(const std::string& name) HOSTED_REQUIRES(mutex_);
 
-    Mutex mutex_;
+    BriefMutex mutex_;
     // A name stays when its last connection is taken: the steady state allocates nothing.
     std::unordered_map<std::string, Kept, NameHash, std::equal_to<>> names_
         HOSTED_GUARDED_BY(mutex_);

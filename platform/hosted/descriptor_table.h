@@ -8,11 +8,11 @@
 #include <optional>
 #include <vector>
 
+#include "platform/hosted/brief_mutex.h"
 #include "platform/hosted/client_connection.h"
 #include "platform/hosted/condition.h"
 #include "platform/hosted/deadline.h"
 #include "platform/hosted/descriptor_numbers.h"
-#include "platform/hosted/mutex.h"
 #include "platform/hosted/outcome.h"
 
 namespace hosted {
@@ -72,7 +72,7 @@ private:
     }
     Descriptor* Find(int number) HOSTED_REQUIRES(mutex_);
 
-    Mutex mutex_;
+    BriefMutex mutex_;
     Condition callEnded_;
     std::array<Range, 2> ranges_ HOSTED_GUARDED_BY(mutex_);  // the others have their own
 };
