@@ -59,12 +59,12 @@ size_t AnswersOf(const std::map<std::string, QueryAppStateThreadInfo>& infos)
     return answers;
 }
 
-uint32_t CombineResults(const std::map<std::string, int>& results)
+uint32_t CombineResults(const SenderResults& results)
 {
     for (const auto& [resFileName, result] : results) {
         if (result != 0) {
             CLIENT_LOG(kFailure, "QueryAppState failed. because send to %s failed.",
-                       resFileName.c_str());
+                       std::string(resFileName).c_str());
             return kQueryStateFailed;
         }
     }
@@ -113,7 +113,7 @@ uint32_t OwnerlinkClientImpl::QueryAppState(const std::vector<std::string>& appL
     const JoinGuard guard(infos);
     FillQueryAppStateThreadInfo(infos, queryType);
     StartQueryAppStateThread(infos, query);
-    const std::map<std::string, int> results = CollectResults(infos);
+    const SenderResults results = CollectResults(infos);
     FillQueryAppStateResult(infos, appStatus, queryType);  // a failed owner's answers as well
     const uint32_t result = CombineResults(results);
     CLIENT_LOG(kProgress, "%s QueryAppState cmd type=%d, finish, ret=0x%X",

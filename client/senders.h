@@ -4,9 +4,13 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace Ownerlink {
+
+// 0 or -1 of each resource file's sender.
+using SenderResults = std::map<std::string_view, int>;
 
 inline void JoinIfRunning(std::thread& thread)
 {
@@ -28,12 +32,14 @@ auto& SenderOf(Infos& infos, const std::string& resFileName)
 
 // Waits for every sender, in the order of the resource files, and joins it. What bounds the wait is
 // the time-out of each sender's exchange.
+//
+// The names are those of `infos`.
 template <typename Infos>
-std::map<std::string, int> CollectResults(Infos& infos)
+SenderResults CollectResults(Infos& infos)
 {
-    std::map<std::string, int> results;
+    SenderResults results;
     for (auto& [resFileName, info] : infos) {
-        results[resFileName] = info.future.get();
+        results.emplace_hint(results.end(), resFileName, info.future.get());
         JoinIfRunning(info.thread);
     }
     return results;

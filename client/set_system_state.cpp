@@ -3,6 +3,8 @@
 #include <ownerlink/enum_text.h>
 #include <sys/prctl.h>
 
+#include <functional>
+
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
 #include "client/result_codes.h"
@@ -16,12 +18,12 @@ std::string StateText(int state)
     return ProcMgr::GetSysState(static_cast<unsigned long>(state));
 }
 
-uint32_t CombineResults(int state, const std::map<std::string, int>& results)
+uint32_t CombineResults(int state, const SenderResults& results)
 {
     for (const auto& [resFileName, result] : results) {
         if (result != 0) {
             CLIENT_LOG(kFailure, "SetSystemState state=%d(%s) failed. because send to %s failed.",
-                       state, StateText(state).c_str(), resFileName.c_str());
+                       state, StateText(state).c_str(), std::string(resFileName).c_str());
             return kSystemStateFailed;
         }
     }
@@ -88,8 +90,9 @@ void OwnerlinkClientImpl::InitSetSystemStateThreads(StateSenders& infos, int sta
                                                     bool isCancel) const
 {
     for (auto& [resFileName, info] : infos) {
-        info.thread = std::thread(&OwnerlinkClientImpl::SetSystemStateThreadFunc, this, resFileName,
-                                  state, std::move(info.promise), isCancel);
+        // The name is the map's, which outlives its senders.
+        info.thread = std::thread(&OwnerlinkClientImpl::SetSystemStateThreadFunc, this,
+                                  std::cref(resFileName), state, std::move(info.promise), isCancel);
     }
 }
 
