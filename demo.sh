@@ -5,18 +5,22 @@
 #
 #   demo.sh [library]
 #
-# Installs what is missing (as root), works in a temporary directory, and leaves nothing behind.
-# Exits non-zero when something came out otherwise than expected.
+# Installs what is missing (as root), works in a temporary directory, and leaves nothing behind. Builds
+# there, or in $OWNERLINK_BUILD, where the build then stays. Exits non-zero when something came out
+# otherwise than expected.
 set -euo pipefail
 root=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
+build=${OWNERLINK_BUILD:-$work/build}
+options=(-DBUILD_TESTING=OFF -DOWNERLINK_BUILD_EXAMPLES=ON -DOWNERLINK_BUILD_TOOLS=ON)
+[ -n "${OWNERLINK_BUILD:-}" ] || options+=(-DOWNERLINK_WERROR=OFF)  # a warning is not the reader's
+
 "$root/scripts/install-packages" build
-echo "Building the library and the programs in $work; this takes some minutes ..."
-cmake -S "$root" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DBUILD_TESTING=OFF -DOWNERLINK_WERROR=OFF \
-    >"$work/build.log" 2>&1 && ninja -C "$work/build" >>"$work/build.log" 2>&1 || {
+echo "Building the library and the programs in $build; this takes some minutes ..."
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "${options[@]}" \
+    >"$work/build.log" 2>&1 && ninja -C "$build" >>"$work/build.log" 2>&1 || {
     grep -E -A12 'error|FAILED' "$work/build.log" | head -n 40 || tail -n 40 "$work/build.log"
     echo "demo: the build failed" >&2
     exit 1
@@ -28,7 +32,7 @@ iam: {OsType: 0, GroupOwner: 1, SecVfs: "dp:/res/demo/iam"}
 appmgr: {OsType: 0, GroupOwner: 2, SecVfs: "dp:/res/demo/appmgr"}
 YAML
 case "${1:-}" in
-library) story=("$root/examples/story" "$work/build/examples" "$work") ;;
-*) story=("$root/examples/owners-story" "$work/build" "$work") ;;
+library) story=("$root/examples/story" "$build/examples" "$work") ;;
+*) story=("$root/examples/owners-story" "$build" "$work") ;;
 esac
 "$root/scripts/with-config" "$work/owners.yaml" "${story[@]}"
