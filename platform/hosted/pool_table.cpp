@@ -8,24 +8,6 @@
 #include <utility>
 
 namespace hosted {
-namespace {
-
-constexpr uint32_t kPoolMagic = 0x504e4c4fU;  // "OLNP"
-
-// 8 bytes for all three: 10 bits of slot, 20 of block, 34 of generation.
-constexpr unsigned kGenerationBits = 34;
-constexpr unsigned kBlockBits = 20;
-constexpr uint64_t kGenerationMask = (uint64_t{1} << kGenerationBits) - 1;
-static_assert(kMaxBlockCount == 1U << kBlockBits && kMaxPools == 1U << 10U);
-
-struct PoolImage {
-    uint32_t magic;
-    uint32_t slot;
-    uint64_t generation;
-};
-static_assert(sizeof(PoolImage) <= sizeof(IAMShmPool), "an IAMShmPool holds its image");
-
-}  // namespace
 
 bool IsZeroed(const IAMShmPool& pool)
 {
@@ -33,34 +15,11 @@ bool IsZeroed(const IAMShmPool& pool)
                        [](uint32_t word) { return word == 0; });
 }
 
-PoolKey KeyOf(const IAMShmPool& pool)
-{
-    PoolImage image = {};
-    std::memcpy(&image, pool.opaque, sizeof image);
-    return image.magic == kPoolMagic ? PoolKey{image.slot, image.generation} : PoolKey{};
-}
-
 void Fill(IAMShmPool& pool, const PoolKey& key)
 {
     const PoolImage image{kPoolMagic, key.slot, key.generation};
     pool = {};
     std::memcpy(pool.opaque, &image, sizeof image);
-}
-
-BlockKey KeyOf(const IAMShmBlock& block)
-{
-    uint64_t image = 0;
-    std::memcpy(&image, block.opaque, sizeof image);
-    return {static_cast<uint32_t>(image >> (kGenerationBits + kBlockBits)),
-            static_cast<uint32_t>(image >> kGenerationBits) & (kMaxBlockCount - 1),
-            image & kGenerationMask};
-}
-
-void Fill(IAMShmBlock& block, const BlockKey& key)
-{
-    const uint64_t image = uint64_t{key.slot} << (kGenerationBits + kBlockBits) |
-                           uint64_t{key.block} << kGenerationBits | key.generation;
-    std::memcpy(block.opaque, &image, sizeof image);
 }
 
 Pool::Pool(SharedMemory memory, uint32_t blockSize, uint32_t stride, uint32_t blockCount)
@@ -112,22 +71,6 @@ std::unique_ptr<Pool> PoolTable::Remove(const PoolKey& key)
     return FindPool(key) != nullptr ? std::move(pools_[key.slot]) : nullptr;
 }
 
-Pool* PoolTable::FindPool(const PoolKey& key) const
-{
-    Pool* const pool = key.slot < pools_.size() ? pools_[key.slot].get() : nullptr;
-    return pool != nullptr && pool->generation_ == key.generation ? pool : nullptr;
-}
-
-Pool::Block* PoolTable::FindBlock(const BlockKey& key, Pool::State state) const
-{
-    Pool* const pool = key.slot < pools_.size() ? pools_[key.slot].get() : nullptr;
-    if (pool == nullptr || key.block >= pool->blocks_.size()) {
-        return nullptr;
-    }
-    Pool::Block& block = pool->blocks_[key.block];
-    return block.state == state && block.generation == key.generation ? &block : nullptr;
-}
-
 Outcome<BlockKey> PoolTable::Take(const PoolKey& key, uint32_t size)
 {
     Pool* const pool = FindPool(key);
@@ -175,16 +118,6 @@ int PoolTable::Free(const PoolKey& key, const BlockKey& block)
     return 0;
 }
 
-std::span<const std::byte> PoolTable::BytesOfTaken(const PoolKey& key, const BlockKey& block) const
-{
-    const Pool* const pool = FindPool(key);
-    const Pool::Block* const found = FindBlock(block, Pool::State::kTaken);
-    if (pool == nullptr || found == nullptr || block.slot != key.slot) {
-        return {};
-    }
-    return {pool->memory_.mapping.Bytes() + size_t{block.block} * pool->stride_, found->size};
-}
-
 void PoolTable::MarkQueued(const BlockKey& block)
 {
     pools_[block.slot]->blocks_[block.block].state = Pool::State::kQueued;
@@ -195,26 +128,6 @@ void PoolTable::FreeQueued(const BlockKey& block)
     if (Pool::Block* const found = FindBlock(block, Pool::State::kQueued); found != nullptr) {
         Release(block, *found);
     }
-}
-
-void PoolTable::MarkCopied(const BlockKey& block)
-{
-    Pool& pool = *pools_[block.slot];
-    Release(block, pool.blocks_[block.block]);
-    ++pool.copiesQueued_;
-}
-
-void PoolTable::ForgetCopy(const PoolKey& key)
-{
-    if (Pool* const pool = FindPool(key); pool != nullptr) {
-        --pool->copiesQueued_;
-    }
-}
-
-void PoolTable::Release(const BlockKey& key, Pool::Block& block)
-{
-    block.state = Pool::State::kFree;
-    pools_[key.slot]->free_.push_back(key.block);
 }
 
 void PoolTable::ForgetInChild()

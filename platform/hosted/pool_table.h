@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <span>
@@ -123,6 +124,94 @@ private:
     uint64_t lastPool_ = 0;
     uint64_t lastBlock_ = 0;
 };
+
+// ---- What each event goes through for each subscriber
+// --------------------------------------------
+
+inline constexpr uint32_t kPoolMagic = 0x504e4c4fU;  // "OLNP"
+
+// 8 bytes for all three: 10 bits of slot, 20 of block, 34 of generation.
+inline constexpr unsigned kGenerationBits = 34;
+inline constexpr unsigned kBlockBits = 20;
+inline constexpr uint64_t kGenerationMask = (uint64_t{1} << kGenerationBits) - 1;
+static_assert(kMaxBlockCount == 1U << kBlockBits && kMaxPools == 1U << 10U);
+
+struct PoolImage {
+    uint32_t magic;
+    uint32_t slot;
+    uint64_t generation;
+};
+static_assert(sizeof(PoolImage) <= sizeof(IAMShmPool), "an IAMShmPool holds its image");
+
+inline PoolKey KeyOf(const IAMShmPool& pool)
+{
+    PoolImage image = {};
+    std::memcpy(&image, pool.opaque, sizeof image);
+    return image.magic == kPoolMagic ? PoolKey{image.slot, image.generation} : PoolKey{};
+}
+
+inline BlockKey KeyOf(const IAMShmBlock& block)
+{
+    uint64_t image = 0;
+    std::memcpy(&image, block.opaque, sizeof image);
+    return {static_cast<uint32_t>(image >> (kGenerationBits + kBlockBits)),
+            static_cast<uint32_t>(image >> kGenerationBits) & (kMaxBlockCount - 1),
+            image & kGenerationMask};
+}
+
+inline void Fill(IAMShmBlock& block, const BlockKey& key)
+{
+    const uint64_t image = uint64_t{key.slot} << (kGenerationBits + kBlockBits) |
+                           uint64_t{key.block} << kGenerationBits | key.generation;
+    std::memcpy(block.opaque, &image, sizeof image);
+}
+
+inline Pool* PoolTable::FindPool(const PoolKey& key) const
+{
+    Pool* const pool = key.slot < pools_.size() ? pools_[key.slot].get() : nullptr;
+    return pool != nullptr && pool->generation_ == key.generation ? pool : nullptr;
+}
+
+inline Pool::Block* PoolTable::FindBlock(const BlockKey& key, Pool::State state) const
+{
+    Pool* const pool = key.slot < pools_.size() ? pools_[key.slot].get() : nullptr;
+    if (pool == nullptr || key.block >= pool->blocks_.size()) {
+        return nullptr;
+    }
+    Pool::Block& block = pool->blocks_[key.block];
+    return block.state == state && block.generation == key.generation ? &block : nullptr;
+}
+
+inline std::span<const std::byte> PoolTable::BytesOfTaken(const PoolKey& key,
+                                                          const BlockKey& block) const
+{
+    const Pool* const pool = FindPool(key);
+    const Pool::Block* const found = FindBlock(block, Pool::State::kTaken);
+    if (pool == nullptr || found == nullptr || block.slot != key.slot) {
+        return {};
+    }
+    return {pool->memory_.mapping.Bytes() + size_t{block.block} * pool->stride_, found->size};
+}
+
+inline void PoolTable::Release(const BlockKey& key, Pool::Block& block)
+{
+    block.state = Pool::State::kFree;
+    pools_[key.slot]->free_.push_back(key.block);
+}
+
+inline void PoolTable::MarkCopied(const BlockKey& block)
+{
+    Pool& pool = *pools_[block.slot];
+    Release(block, pool.blocks_[block.block]);
+    ++pool.copiesQueued_;
+}
+
+inline void PoolTable::ForgetCopy(const PoolKey& key)
+{
+    if (Pool* const pool = FindPool(key); pool != nullptr) {
+        --pool->copiesQueued_;
+    }
+}
 
 }  // namespace hosted
 
