@@ -58,7 +58,7 @@ public:
     {
         auto other = others_.begin();
         for (const Entry& entry : asked_) {
-            for (; other != others_.end() && other->first < entry.name; ++other) {
+            for (; other != others_.end() && entry.name.compare(other->first) > 0; ++other) {
                 visit(std::string_view(other->first), other->second);
             }
             visit(entry.name, entry.state);
