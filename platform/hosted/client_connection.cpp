@@ -15,6 +15,7 @@ namespace {
 // SO_RCVTIMEO counts in jiffies: too coarse below this.
 constexpr int64_t kShortestReceiveTimeoutMs = 50;
 
+// As much goes through any socket; room for more is made when it is needed.
 constexpr size_t kUsualBuffer = 4096;
 
 ExchangeResult Ended(ExchangeEnd end, int error = 0)
@@ -101,6 +102,7 @@ size_t ClientConnection::Compose(const Request& request)
     const size_t size = sizeof(MessageHeader) + sent;
     if (buffer_.size() < std::max(size, answerSize)) {
         buffer_.resize(std::max(size, answerSize));
+        MakeRoomForMessages(fd_.Get());
     }
     MessageHeader header = {};
     header.magic = kMessageMagic;

@@ -121,7 +121,11 @@ Outcome<int> ConnectPipe(std::string_view name)
         name, CheckKind, [&](const RuntimeDir& directory, const Endpoint& endpoint) {
             return ConnectTo(directory, endpoint.instance, deadline);
         });
-    return socket ? InsertPipe(std::move(socket.value)) : Outcome<int>::Failed(socket.error);
+    if (!socket) {
+        return Outcome<int>::Failed(socket.error);
+    }
+    MakeRoomForMessages(socket.value.Get());
+    return InsertPipe(std::move(socket.value));
 }
 
 Outcome<int> MakePipe(int* peer)

@@ -48,12 +48,8 @@ const sockaddr* Generic(const sockaddr_un& address)
 
 UniqueFd MakeSocket(int flags)
 {
-    UniqueFd fd =
-        UniqueFd::Make([&] { return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0); });
-    if (fd) {  // else errno says why
-        MakeRoomForMessages(fd.Get());
-    }
-    return fd;
+    return UniqueFd::Make(
+        [&] { return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0); });
 }
 
 int ErrorOfConnect(int error)
