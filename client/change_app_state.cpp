@@ -98,6 +98,7 @@ int OwnerlinkClientImpl::SplitInputMsg(const std::vector<AppInfo>& appList, Chan
                                        std::vector<ChangeAppResult>& results,
                                        std::vector<AppChangeInfo>& result)
 {
+    std::map<const std::string*, ChangeShare*> shares;  // by where the owner table has the name
     for (const AppInfo& app : appList) {
         CLIENT_MILESTONE(
             "%s ChangeAppState os=%u appName=%s optionType=%u(%s) groupOwner=%u(%s) args=%s",
@@ -114,7 +115,11 @@ int OwnerlinkClientImpl::SplitInputMsg(const std::vector<AppInfo>& appList, Chan
             result.emplace_back(app.appName, INIT);
             continue;
         }
-        SenderOf(infos, resFileName).appList.push_back(&app);
+        ChangeShare*& share = shares[&resFileName];
+        if (share == nullptr) {
+            share = &SenderOf(infos, resFileName).appList;
+        }
+        share->push_back(&app);
     }
     return 0;
 }
