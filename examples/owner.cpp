@@ -32,6 +32,12 @@ public:
         OwnerlinkServer& server = OwnerlinkServer::GetInstance();
         using Lists = const std::vector<AppInfoForServer>&;
         const int failures[] = {
+            // First: it puts the resource up, and a manager that watches verifies at once.
+            server.RegSsVerifyAppCallBackImpl(
+                [this](const std::map<std::string, unsigned int>& record) {
+                    return Verify(record);
+                },
+                resource),
             server.RegSetSystemStateTimeoutCallBackImpl(
                 [this](int state, int timeOut) { return SetState("state", state, timeOut); },
                 resource),
@@ -55,11 +61,6 @@ public:
                 resource),
             server.RegQueryAppListCallBackImpl(
                 [this](std::vector<std::string>& names) { return List(names); }, resource),
-            server.RegSsVerifyAppCallBackImpl(
-                [this](const std::map<std::string, unsigned int>& record) {
-                    return Verify(record);
-                },
-                resource),
             server.RegReloadCallBackImpl([this] { return Say("reload"); }, resource),
             server.RegDumpCallBackImpl([this] { return Say("dump"); }, resource),
             server.RegStopAllAppCallBackImpl([this] { return StopAll(); }, resource),

@@ -116,7 +116,9 @@ public:
     virtual int RegSsCancelSuspendPreCallBackImpl(SetSystemStateTimeoutCallBack callback,
                                                   const std::string& resFileName) = 0;
 
-    /// Called after a reconnection with what was last changed through the manager.
+    /// Called after a reconnection with what was last changed through the manager. A manager that
+    /// watches calls it as soon as the resource is up, which the first registration sees to: this
+    /// should be that one.
     virtual int RegSsVerifyAppCallBackImpl(VerifyAppCallBack callback,
                                            const std::string& resFileName) = 0;
 

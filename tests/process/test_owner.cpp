@@ -89,11 +89,15 @@ bool TestOwner::Serve(const std::string& resource)
             return Report(kind, "");
         };
     };
+    // First: it puts the resource up, and a manager that watches verifies at once.
     const bool isUp =
-        server.RegSetSystemStateTimeoutCallBackImpl(
-            [this](int state, int timeOut) { return Report("state", Numbers(state, timeOut)); },
+        server.RegSsVerifyAppCallBackImpl(
+            [this](const std::map<std::string, unsigned int>& record) { return Verify(record); },
             resource) == 0;
     return isUp &&
+           server.RegSetSystemStateTimeoutCallBackImpl(
+               [this](int state, int timeOut) { return Report("state", Numbers(state, timeOut)); },
+               resource) == 0 &&
            server.RegSsCancelSuspendPreCallBackImpl(
                [this](int state, int timeOut) { return Report("cancel", Numbers(state, timeOut)); },
                resource) == 0 &&
@@ -120,9 +124,6 @@ bool TestOwner::RegisterApplications(OwnerlinkServer& server, const std::string&
                    names = apps_;
                    return Report("list", "");
                },
-               resource) == 0 &&
-           server.RegSsVerifyAppCallBackImpl(
-               [this](const std::map<std::string, unsigned int>& record) { return Verify(record); },
                resource) == 0;
 }
 

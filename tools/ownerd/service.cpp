@@ -55,10 +55,21 @@ Service::Service(EventLoop& loop, Supervisor& supervisor, std::function<bool()> 
 {
 }
 
-// The cancel comes first: from the first state on it may be needed.
+// The first registration puts the resource up, and a manager that watches verifies at once: that
+// callback comes first. The cancel comes before the states: from the first one on it may be needed.
 bool Service::Publish(const std::string& resource)
 {
-    return PublishStates(resource) && PublishApplications(resource) && PublishCommands(resource);
+    return PublishVerification(resource) && PublishStates(resource) &&
+           PublishApplications(resource) && PublishCommands(resource);
+}
+
+bool Service::PublishVerification(const std::string& resource)
+{
+    return OwnerlinkServer::GetInstance().RegSsVerifyAppCallBackImpl(
+               [this](const ChangeRecord& record) {
+                   return Guarded("verify", [&] { return Verify(record); });
+               },
+               resource) == 0;
 }
 
 bool Service::PublishStates(const std::string& resource)
@@ -96,12 +107,7 @@ bool Service::PublishApplications(const std::string& resource)
             return Guarded("list", [&] { return List(names); });
         },
         resource);
-    const int verifyFailed = server.RegSsVerifyAppCallBackImpl(
-        [this](const ChangeRecord& record) {
-            return Guarded("verify", [&] { return Verify(record); });
-        },
-        resource);
-    return changeFailed == 0 && queryFailed == 0 && listFailed == 0 && verifyFailed == 0;
+    return changeFailed == 0 && queryFailed == 0 && listFailed == 0;
 }
 
 bool Service::PublishCommands(const std::string& resource)

@@ -28,6 +28,7 @@ private:
     // What the loop does for a request whose answer is a verdict, due by a deadline.
     using Command = std::function<void(TimePoint deadline, const Supervisor::Verdict& done)>;
 
+    bool PublishVerification(const std::string& resource);
     bool PublishStates(const std::string& resource);
     bool PublishApplications(const std::string& resource);
     bool PublishCommands(const std::string& resource);
