@@ -225,12 +225,13 @@ TEST_F(ChangeApp, EmptyAnswerIsARefusal)
 
 TEST_F(ChangeApp, AnswerMayNameOthersAndLeaveSomeOut)
 {
-    platform::AnswerAll(Replies("3#1#b#3#stranger#9#"));
+    platform::AnswerAll(Replies("5#1#b#3#stranger#9##0#alien#2#"));
 
     EXPECT_EQ(Change({StartOf("a"), StartOf("b")}), 0u);
 
     EXPECT_THAT(Results(),
-                ElementsAre(Pair("a", INIT), Pair("b", RESTART_FAILED), Pair("stranger", INIT)));
+                ElementsAre(Pair("", SUCCESS), Pair("a", INIT), Pair("alien", START_FAILED),
+                            Pair("b", RESTART_FAILED), Pair("stranger", INIT)));
 }
 
 TEST_F(ChangeApp, NameThatStandsTwiceIsSentTwiceAndAnsweredOnce)
