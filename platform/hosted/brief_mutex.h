@@ -50,17 +50,6 @@ private:
     std::atomic<uint32_t> word_{kFree};
 };
 
-class HOSTED_TSA(scoped_lockable) BriefLock {
-public:
-    explicit BriefLock(BriefMutex& mutex) HOSTED_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
-    ~BriefLock() HOSTED_RELEASE() { mutex_.unlock(); }
-    BriefLock(const BriefLock&) = delete;
-    BriefLock& operator=(const BriefLock&) = delete;
-
-private:
-    BriefMutex& mutex_;
-};
-
 }  // namespace hosted
 
 #endif

@@ -23,7 +23,7 @@ std::unique_ptr<ClientConnection> ConnectionPool::Take(std::string_view name)
 
 std::unique_ptr<ClientConnection> ConnectionPool::TakeLast(std::string_view name)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto found = names_.find(name);
     if (found == names_.end() || found->second.empty()) {
         return nullptr;
@@ -37,7 +37,7 @@ void ConnectionPool::GiveBack(std::unique_ptr<ClientConnection> connection)
 {
     connection->BeginFile();
     try {
-        const BriefLock lock(mutex_);
+        const MutexLock lock(mutex_);
         Kept& kept = KeptOf(connection->GetLife()->name);
         if (kept.size() < kKeptPerName) {
             kept.push_back(std::move(connection));

@@ -8,7 +8,7 @@ namespace hosted {
 
 Outcome<int> DescriptorTable::Insert(DescriptorRange range, OpenFile file)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     Range& entries = ranges_[IndexOf(range)];
     const std::optional<int> slot = entries.slots.TakeLowest();
     if (!slot) {
@@ -47,7 +47,7 @@ Descriptor* DescriptorTable::Find(int number)
 
 Outcome<DescriptorTable::Call> DescriptorTable::BeginCall(int number, std::optional<int> limitMs)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     Descriptor* const descriptor = Find(number);
     if (descriptor == nullptr) {
         return Outcome<Call>::Failed(EBADF);
@@ -74,7 +74,7 @@ Outcome<DescriptorTable::Call> DescriptorTable::BeginCall(int number, std::optio
 
 void DescriptorTable::EndCall(Descriptor& descriptor)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     descriptor.isBusy = false;
     if (descriptor.waiting > 0 || descriptor.isClosing) {
         callEnded_.NotifyAll();
@@ -83,7 +83,7 @@ void DescriptorTable::EndCall(Descriptor& descriptor)
 
 Outcome<OpenFile> DescriptorTable::Remove(int number)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     Descriptor* const descriptor = Find(number);
     if (descriptor == nullptr) {
         return Outcome<OpenFile>::Failed(EBADF);
@@ -105,7 +105,7 @@ Outcome<OpenFile> DescriptorTable::Remove(int number)
 
 int DescriptorTable::SetTimeout(int number, int timeoutMs)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     Descriptor* const descriptor = Find(number);
     if (descriptor == nullptr) {
         return EBADF;

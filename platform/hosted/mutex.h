@@ -35,15 +35,17 @@ private:
     std::mutex mutex_;
 };
 
+// Of either kind of mutex.
+template <typename AnyMutex>
 class HOSTED_TSA(scoped_lockable) MutexLock {
 public:
-    explicit MutexLock(Mutex& mutex) HOSTED_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+    explicit MutexLock(AnyMutex& mutex) HOSTED_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
     ~MutexLock() HOSTED_RELEASE() { mutex_.unlock(); }
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
 private:
-    Mutex& mutex_;
+    AnyMutex& mutex_;
 };
 
 }  // namespace hosted

@@ -125,8 +125,7 @@ private:
     uint64_t lastBlock_ = 0;
 };
 
-// ---- What each event goes through for each subscriber
-// --------------------------------------------
+// What each event goes through for each subscriber is inlined.
 
 inline constexpr uint32_t kPoolMagic = 0x504e4c4fU;  // "OLNP"
 

@@ -30,7 +30,7 @@ int QueueStore::RegisterPool(const IAMShmPoolConfig& config, IAMShmPool& pool)
     if (!made) {
         return made.error;
     }
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     const Outcome<PoolKey> key = pools_.Insert(std::move(made.value));
     if (key) {
         Fill(pool, key.value);
@@ -44,7 +44,7 @@ int QueueStore::DestroyPool(const IAMShmPool& pool)
         return 0;
     }
     std::unique_ptr<Pool> removed;  // unmapped when the lock is free
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     removed = pools_.Remove(KeyOf(pool));
     return removed != nullptr ? 0 : EINVAL;
 }
@@ -52,7 +52,7 @@ int QueueStore::DestroyPool(const IAMShmPool& pool)
 // A dry pool is refilled with what its readers have consumed since the last look.
 int QueueStore::TakeBlock(const IAMShmPool& pool, uint32_t size, IAMShmBlock& block)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     Outcome<BlockKey> taken = pools_.Take(KeyOf(pool), size);
     if (taken.error == ENOBUFS) {
         for (const Place& place : queues_) {
@@ -71,26 +71,26 @@ int QueueStore::TakeBlock(const IAMShmPool& pool, uint32_t size, IAMShmBlock& bl
 int QueueStore::WriteBlock(const IAMShmBlock& block, std::span<const std::byte> source,
                            uint32_t offset)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     return pools_.Write(KeyOf(block), source, offset);
 }
 
 int QueueStore::FreeBlock(const IAMShmPool& pool, const IAMShmBlock& block)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     return pools_.Free(KeyOf(pool), KeyOf(block));
 }
 
 int QueueStore::Enqueue(void* queue, const IAMShmPool& pool, const IAMShmBlock& block)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     Place* const place = Find(queue);
     return place != nullptr ? place->outlet->Push(pools_, KeyOf(pool), KeyOf(block)) : EPIPE;
 }
 
 void* QueueStore::AddQueue(std::unique_ptr<QueueOutlet> outlet)
 {
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     auto place = std::find_if(queues_.begin(), queues_.end(),
                               [](const Place& entry) { return entry.outlet == nullptr; });
     if (place == queues_.end()) {
@@ -103,7 +103,7 @@ void* QueueStore::AddQueue(std::unique_ptr<QueueOutlet> outlet)
 bool QueueStore::RemoveQueue(void* queue)
 {
     std::unique_ptr<QueueOutlet> removed;  // unmapped when the lock is free
-    const BriefLock lock(mutex_);
+    const MutexLock lock(mutex_);
     Place* const place = Find(queue);
     if (place == nullptr) {
         return false;

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-using hosted::BriefLock;
 using hosted::BriefMutex;
+using hosted::MutexLock;
 
 namespace {
 
@@ -27,7 +27,7 @@ TEST(BriefMutex, LetsOneThreadInAtATime)
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < kRounds; ++round) {
-                const BriefLock lock(mutex);
+                const MutexLock lock(mutex);
                 ++count;
             }
         });
@@ -46,12 +46,12 @@ TEST(BriefMutex, LetsAllInWhoHaveWaitedAndLeavesErrnoAlone)
     std::vector<int> errors(kThreads, -1);
     std::vector<std::thread> threads;
     {
-        const BriefLock lock(mutex);
+        const MutexLock lock(mutex);
         for (int& error : errors) {
             threads.emplace_back([&] {
                 errno = ENOTTY;
                 ++arrived;
-                const BriefLock own(mutex);
+                const MutexLock own(mutex);
                 error = errno;
             });
         }
@@ -72,11 +72,11 @@ TEST(BriefMutex, IsFreeAgainBehindThoseWhoHaveWaited)
 {
     BriefMutex mutex;
     for (int round = 0; round < kRounds / 10; ++round) {
-        std::thread other([&] { const BriefLock lock(mutex); });
+        std::thread other([&] { const MutexLock lock(mutex); });
         {
-            const BriefLock lock(mutex);
+            const MutexLock lock(mutex);
         }
         other.join();
-        const BriefLock lock(mutex);
+        const MutexLock lock(mutex);
     }
 }
