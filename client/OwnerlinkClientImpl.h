@@ -124,7 +124,7 @@ public:
     bool QueryGrpAppList(SsOperSysType os, GroupOwner owner, std::vector<std::string>& apps);
 
 private:
-    friend struct ClientInternals;  // the unit tests' view of guards that no operation reaches
+    friend struct ClientInternals;  // what tests and fuzzers reach past the operations
 
     using OwnerTable = std::map<OwnerDomain, std::string>;
     // The senders of a fan-out by resource file, on the caller's stack.
@@ -139,7 +139,7 @@ private:
     bool TakeTimeOut(int timeOut);
 
     int OpenOwner(const std::string& resFileName) const;
-    int RetryOpen(const std::string& resFileName, int& error) const;
+    int RetryOpen(const std::string& resFileName, int fd, int& error) const;
     void ApplyTimeOut(int fd, const std::string& resFileName) const;
     bool Exchange(OwnerlinkRequestType type, int fd, const std::string& resFileName,
                   IAMIoctlArg& arg, OwnerlinkResponseMsg& resp) const;
@@ -219,7 +219,7 @@ private:
     std::atomic<bool> setSystemStateIng_{false};
     std::atomic<bool> secvfsLoaded_{false};
     Mutex secvfsMutex_;
-    int sysEventFd_ = -1;
+    int sysEventFd_ = -1;  // plain; a subscription and its end may run at the same time
     std::atomic<int> timedOut_{kDefaultTimeOut};  // shared by all fan-outs
     int prevSystemState_ GUARDED_BY(setSystemStateMutex_) = 0;
 

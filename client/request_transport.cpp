@@ -92,7 +92,7 @@ int OwnerlinkClientImpl::OpenOwner(const std::string& resFileName) const
     int fd = TracedOpen(resFileName, O_RDWR);
     if (fd < 0) {
         int error = errno;
-        fd = RetryOpen(resFileName, error);
+        fd = RetryOpen(resFileName, fd, error);
         if (fd < 0) {
             CLIENT_LOG(kFailure,
                        "SendRequestToOwnerByVfs, open failed. (fd=%d,resFileName=%s,err=%d)", fd,
@@ -105,10 +105,10 @@ int OwnerlinkClientImpl::OpenOwner(const std::string& resFileName) const
     return fd;
 }
 
-// Tries again while the platform says that it timed out. `error` is the last failure's.
-int OwnerlinkClientImpl::RetryOpen(const std::string& resFileName, int& error) const
+// Tries again while the platform says that it timed out. `fd` is what the first attempt gave, and
+// `error` the last failure's.
+int OwnerlinkClientImpl::RetryOpen(const std::string& resFileName, int fd, int& error) const
 {
-    int fd = -1;
     for (int retries = 0; retries < kOpenRetries; ++retries) {
         if (error != ETIMEDOUT) {
             return fd;

@@ -45,6 +45,17 @@ TEST_F(TransportOpen, FailsAtOnceWithAnyErrorButATimeOut)
                                                        "(fd=-1,resFileName=dp:/res/dm,err=2)")));
 }
 
+TEST_F(TransportOpen, FailureAtOnceIsLoggedWithWhatTheOpenGave)
+{
+    platform::SetNext("open", {{-7, EACCES, false}});
+
+    EXPECT_FALSE(Send());
+
+    EXPECT_THAT(platform::Calls(), ElementsAre("open(dp:/res/dm,O_RDWR)=-7 EACCES"));
+    EXPECT_THAT(platform::Records(), ElementsAre(Error("SendRequestToOwnerByVfs, open failed. "
+                                                       "(fd=-7,resFileName=dp:/res/dm,err=13)")));
+}
+
 TEST_F(TransportOpen, GivesUpAfterFourAttemptsWithASleepBehindEachRetry)
 {
     platform::SetNext("open", Times(4, Fails(ETIMEDOUT)));
