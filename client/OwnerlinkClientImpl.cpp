@@ -80,7 +80,7 @@ OwnerlinkClientImpl::~OwnerlinkClientImpl()
     // The flags are the process's and the descriptor this object's: the object that never
     // subscribed closes its -1, to no effect.
     if (hasRegistedSysEvent_ && !hasUnregistedSysEvent_) {
-        close(sysEventFd_);
+        close(ProcMgr::LoadPlain(sysEventFd_));
     }
     if (reconnectThread_.joinable()) {
         reconnectThread_.join();
@@ -165,7 +165,8 @@ void OwnerlinkClientImpl::FillOwnerTable(const KvsTypeYaml& root)
 // A table that another thread is loading at this moment counts as empty.
 const OwnerlinkClientImpl::OwnerTable& OwnerlinkClientImpl::LoadedTable() const
 {
-    static const OwnerTable notLoaded;
+    // Never destroyed: the objects are built before it, and would outlast it.
+    static const OwnerTable& notLoaded = *new const OwnerTable;
     return secvfsLoaded_ ? secvfsFromCfg_ : notLoaded;
 }
 
@@ -177,7 +178,7 @@ std::string OwnerlinkClientImpl::GetResFileName(SsOperSysType os, GroupOwner own
 // The table's own, which stays; empty for an owner that it lacks.
 const std::string& OwnerlinkClientImpl::FindResFileName(SsOperSysType os, GroupOwner owner)
 {
-    static const std::string none;
+    static const std::string& none = *new const std::string;  // likewise never destroyed
     LoadSecvfsCfg();
     const OwnerTable& table = LoadedTable();
     const auto found = table.find({os, owner});
