@@ -1,5 +1,6 @@
 // A list of applications over several owners: what goes out, and what comes back.
 #include <cerrno>
+#include <set>
 
 #include "tests/client/change_app_test.h"
 #include "tests/client/client_internals.h"
@@ -97,6 +98,20 @@ TEST_F(ChangeApp, KeepsTheResultsThatStand)
     EXPECT_EQ(Change({StartOf("a")}), 0u);
 
     EXPECT_THAT(Results(), ElementsAre(Pair("kept", TERM_FAILED), Pair("a", SUCCESS)));
+}
+
+// As many moves as growth by doubling takes.
+TEST_F(ChangeApp, VectorThatIsKeptOverManyCallsMovesSeldom)
+{
+    platform::AnswerAll(Replies("2#1#a#0#"));
+    std::set<std::size_t> capacities;
+
+    while (result.size() < 64) {
+        ASSERT_EQ(Change({StartOf("a")}), 0u);
+        capacities.insert(result.capacity());
+    }
+
+    EXPECT_LE(capacities.size(), 7u);
 }
 
 TEST_F(ChangeApp, DividesTheListByResourceFile)

@@ -1,5 +1,6 @@
 // A query over several owners: who is asked, what goes out, and how answers are merged.
 #include <cerrno>
+#include <set>
 #include <system_error>
 
 #include "tests/client/query_app_test.h"
@@ -156,6 +157,21 @@ TEST_F(QueryApp, MergesAnswersByFileBehindThoseThatStand)
 
     EXPECT_THAT(Answers(), ElementsAre(Entry{"kept", 1, 1}, Entry{"z", -1, 0}, Entry{"a", 2, 3},
                                        Entry{"m", 4, 5}));
+}
+
+// As many moves as growth by doubling takes.
+TEST_F(QueryApp, VectorThatIsKeptOverManyCallsMovesSeldom)
+{
+    KeepOneOwner();
+    platform::AnswerAll(Replies(AnswerBytes(1, 1, EntryBytes("a", 7, 2))));
+    std::set<std::size_t> capacities;
+
+    while (answers.size() < 64) {
+        ASSERT_EQ(Query({"a"}), 0u);
+        capacities.insert(answers.capacity());
+    }
+
+    EXPECT_LE(capacities.size(), 7u);
 }
 
 TEST_F(QueryApp, FailedOwnersAnswersAreMergedToo)
