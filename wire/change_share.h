@@ -29,7 +29,7 @@ public:
         }
         if (std::adjacent_find(asked_.begin(), asked_.end(), IsNotBehind) != asked_.end()) {
             std::sort(asked_.begin(), asked_.end());
-            asked_.erase(std::unique(asked_.begin(), asked_.end(), IsNotBehind), asked_.end());
+            asked_.erase(std::unique(asked_.begin(), asked_.end(), IsSame), asked_.end());
         }
     }
 
@@ -77,6 +77,7 @@ private:
     };
 
     static bool IsNotBehind(const Entry& one, const Entry& next) { return !(one < next); }
+    static bool IsSame(const Entry& one, const Entry& next) { return one.name == next.name; }
 
     Entry* Find(std::string_view name)
     {
