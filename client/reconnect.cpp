@@ -169,8 +169,8 @@ bool OwnerlinkClientImpl::TryReconnectOwner(int fd)
     } else {
         CLIENT_LOG(kFailure, "Reconnect failed. (file=%s)", resFileName.c_str());
     }
-    // The verification has closed the new descriptor, so that `open` may hand out its number next.
-    // Where that number is `fd` itself, the entry made above goes here, and the series ends.
+    // An earlier verification may have closed `fd`, so that `open` could hand out that number
+    // again: the entry made above then goes here, and the series ends.
     close(fd);
     ownerFdMap_.erase(fd);
     return newFd > 0;
