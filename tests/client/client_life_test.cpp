@@ -79,15 +79,27 @@ TEST_F(ClientLife, InstancesHaveGuardsOfTheirOwn)
     platform::SetConfig(ConfigOf({{0, 0, kDataMaster}}));
     platform::AnswerAll(Replies("1#"));
     platform::Hold("ioctl");
-    uint32_t result = 1;
-    std::thread caller([&] { result = First().SetSystemState(ProcMgr::SUSPEND, 100); });
+    auto first = InBackground([] { return First().SetSystemState(ProcMgr::SUSPEND, 100); });
     ASSERT_TRUE(platform::WaitForHeld("ioctl", 1));
+    auto second = InBackground([] { return Second().SetSystemState(ProcMgr::UPGRADE, 100); });
+
+    EXPECT_TRUE(platform::WaitForHeld("ioctl", 2));  // while the first one waits
+
     platform::StopHolding("ioctl");
+    EXPECT_EQ(first.get(), 0u);
+    EXPECT_EQ(second.get(), 0u);
+}
 
-    EXPECT_EQ(Second().SetSystemState(ProcMgr::UPGRADE, 100), 0u);
+TEST_F(ClientLife, SuspendPreOfOneInstanceIsNotTakenBackByTheOther)
+{
+    platform::SetConfig(ConfigOf({{0, 0, kDataMaster}}));
+    platform::AnswerAll(Replies("1#"));
+    EXPECT_EQ(First().SetSystemState(ProcMgr::SUSPEND_PRE, 100), 0u);
 
-    caller.join();
-    EXPECT_EQ(result, 0u);
+    EXPECT_EQ(Second().SetSystemState(ProcMgr::WORKING, 100), 0u);
+    EXPECT_EQ(First().SetSystemState(ProcMgr::WORKING, 100), 0u);
+
+    EXPECT_THAT(Commands(), ElementsAre("dp:/res/dm 2", "dp:/res/dm 2", "dp:/res/dm 10"));
 }
 
 TEST_F(ClientLife, ServesASingleDomain)
