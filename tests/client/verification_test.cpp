@@ -1,5 +1,6 @@
 // What a reconnected owner is told, and what the descriptor that this closes leads to.
 #include <cerrno>
+#include <chrono>
 
 #include "tests/client/watch_test.h"
 
@@ -132,6 +133,24 @@ TEST_F(Verification, RefusalIsLogged)
                 ElementsAre(Error("Ss verify with server, GetResultFromResponse failed. dom=0 "
                                   "owner=0(DATAMASTER)")));
     EXPECT_EQ(platform::Milestones().back(), "Reconnect success. (file=dp:/res/dm)");
+    EXPECT_THAT(platform::Milestones(), Not(Contains(HasSubstr("verify with server success"))));
+}
+
+TEST_F(Verification, RefusalOfTheFirstRecordIsTheEndOfIt)
+{
+    Change(std::string(2000, 'a'));
+    Change(std::string(2000, 'b'));
+    platform::Answer(kDataMaster, Replies("0"));
+
+    SweepWithRead(EPIPE);
+
+    EXPECT_THAT(WatchCalls(), ElementsAre("read(7,4)=-1 EPIPE", "open(dp:/res/dm,O_RDONLY)=8",
+                                          "IAMResetFileConfig(8,100)=0", "ioctl(8,8)=0",
+                                          "close(8)=0", "close(7)=0"));
+    EXPECT_THAT(platform::Errors(),
+                ElementsAre("Ss verify with server, GetResultFromResponse failed. dom=0 "
+                            "owner=0(DATAMASTER)"));
+    EXPECT_THAT(platform::Milestones(), Not(Contains(HasSubstr("verify with server success"))));
 }
 
 TEST_F(Verification, EmptyAnswerIsARefusal)
@@ -145,6 +164,7 @@ TEST_F(Verification, EmptyAnswerIsARefusal)
                 ElementsAre("GetResultFromResponse resp size=0 bytes",
                             "Ss verify with server, GetResultFromResponse failed. dom=0 "
                             "owner=0(DATAMASTER)"));
+    EXPECT_THAT(platform::Milestones(), Not(Contains(HasSubstr("verify with server success"))));
 }
 
 TEST_F(Verification, RecordThatCannotBePackedIsLoggedAndNotSent)
@@ -160,6 +180,7 @@ TEST_F(Verification, RecordThatCannotBePackedIsLoggedAndNotSent)
     EXPECT_THAT(ClientRecords(HasSubstr("PackRequest")), ElementsAre(Error(HasSubstr("dom=0"))));
     EXPECT_THAT(WatchCalls(),
                 ElementsAre("read(7,4)=-1 EPIPE", "open(dp:/res/dm,O_RDONLY)=8", "close(7)=0"));
+    EXPECT_THAT(platform::Milestones(), Not(Contains(HasSubstr("verify with server success"))));
 }
 
 TEST_F(Verification, TellsTheLastSuccessfulChange)
@@ -231,29 +252,50 @@ TEST_F(Verification, KeepsTheRecordsOfTheOtherInstanceToThemselves)
                 Contains("Ss verify with server, no ss record. file=dp:/res/dm"));
 }
 
-class VerificationOfMany : public WatchTest {};
+// Two owners with a record each; the watch stands between their reads.
+class VerificationOfMany : public WatchTest {
+protected:
+    VerificationOfMany()
+    {
+        platform::SetConfig(ConfigOf({{0, 0, kDataMaster}, {0, 2, kAppMgr}}));
+        StartWatch();
+        platform::Answer(kDataMaster, Replies("2#1#a#0#"));
+        platform::Answer(kAppMgr, Replies("2#1#b#0#"));
+        std::vector<AppInfo> apps(2);
+        apps[0].appName = "a";
+        apps[1].appName = "b";
+        apps[1].groupOwner = APPMGR;
+        client.ChangeAppState(apps, results, 100);
+        platform::AnswerAll(Replies("1"));
+        platform::ClearHistory();
+        platform::SetNext("read", {Fails(EPIPE)}, kAppMgr);
+    }
+};
 
 TEST_F(VerificationOfMany, TellsEachOwnerItsOwn)
 {
-    platform::SetConfig(ConfigOf({{0, 0, kDataMaster}, {0, 2, kAppMgr}}));
-    StartWatch();
-    platform::Answer(kDataMaster, Replies("2#1#a#0#"));
-    platform::Answer(kAppMgr, Replies("2#1#b#0#"));
-    std::vector<AppInfo> apps(2);
-    apps[0].appName = "a";
-    apps[1].appName = "b";
-    apps[1].groupOwner = APPMGR;
-    client.ChangeAppState(apps, results, 100);
-    platform::AnswerAll(Replies("1"));
-    platform::ClearHistory();
-    platform::SetNext("read", {Fails(EPIPE)}, kAppMgr);
-
     ASSERT_TRUE(platform::Step("nanosleep", 1));
 
     EXPECT_THAT(Payloads(kAppMgr), ElementsAre("1#b#0#"));
     EXPECT_THAT(Payloads(kDataMaster), IsEmpty());
     EXPECT_THAT(platform::Milestones(),
                 Contains("Ss verify with server begin. dom=0 owner=2(APPMGR)"));
+}
+
+// The record is copied under the mutex, and sent without it.
+TEST_F(VerificationOfMany, ChangeGoesOnWhileAnOwnerIsBeingTold)
+{
+    platform::Hold("ioctl", kAppMgr);
+    ASSERT_TRUE(platform::ReleaseOne("nanosleep"));
+    ASSERT_TRUE(platform::WaitForHeld("ioctl", 1));
+    ASSERT_THAT(Commands(), ElementsAre("dp:/res/app 8"));
+    auto change = InBackground([this] { return client.ChangeAppState({AppInfo()}, results, 100); });
+
+    EXPECT_EQ(change.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+
+    EXPECT_THAT(platform::HeldCalls(), ElementsAre(HasSubstr("ioctl")));
+    platform::StopHolding("ioctl");
+    EXPECT_EQ(change.get(), 0u);
 }
 
 }  // namespace
