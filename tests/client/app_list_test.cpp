@@ -45,6 +45,7 @@ INSTANTIATE_TEST_SUITE_P(
         ListAnswer{"Empty", "1#", true, {}}, ListAnswer{"EmptyWithoutSeparator", "1", true, {}},
         ListAnswer{"Names", "1#a#b#", true, {"a", "b"}},
         ListAnswer{"EmptyTokens", "1#a##b#", true, {"a", "b"}},
+        ListAnswer{"TokenOfBlanksAlone", "1# #", true, {" "}},
         ListAnswer{"NoLastSeparator", "1#a", true, {"a"}}, ListAnswer{"Refused", "0#", false, {}},
         ListAnswer{"RefusedWithNames", "0#a#", false, {"a"}},
         ListAnswer{"WhiteSpaceAlone", "  ", true, {}}, ListAnswer{"NoNumber", "x#a#", false, {}},

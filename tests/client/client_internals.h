@@ -1,5 +1,5 @@
-// The members of the client that no public operation reaches, or not in every state: their guards
-// are tested here.
+// The members of the client that no public operation reaches, or not in every state, for the tests
+// of their guards; and a reader of answers by itself, for its fuzzer.
 #ifndef OWNERLINK_TESTS_CLIENT_CLIENT_INTERNALS_H
 #define OWNERLINK_TESTS_CLIENT_CLIENT_INTERNALS_H
 

@@ -80,6 +80,19 @@ TEST_F(Watch, LeavesOutAnOwnerThatIsNotUp)
     EXPECT_THAT(platform::Calls("open"), Contains("open(dp:/res/app,O_RDONLY)=8"));
 }
 
+TEST_F(Watch, StartsWithoutATableToo)
+{
+    platform::RemoveConfig();
+
+    EXPECT_EQ(client.ChangeAppState({}, results, 100), 0u);
+
+    ASSERT_TRUE(platform::WaitForHeld("nanosleep", 1));
+    EXPECT_THAT(platform::Errors(),
+                ElementsAre("file=/etc/tnv/ownerlink_vfs_cfg.yaml doesn't exist"));
+    EXPECT_THAT(platform::Calls({"open", "prctl", "read", "nanosleep"}),
+                ElementsAre("prctl(PR_SET_NAME,SsCheckAndReconnect)=0", "nanosleep(50000000)"));
+}
+
 TEST_F(Watch, LeavesOutAnOwnerWithoutAFileName)
 {
     platform::SetConfig("a: {OsType: 0, GroupOwner: 1, SecVfs: ''}");
