@@ -4,9 +4,12 @@
 #include <ownerlink/enum_text.h>
 #include <unistd.h>
 
+#include <functional>
+
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
 #include "client/traced_open.h"
+#include "foundation/plain_field.h"
 #include "foundation/text_reader.h"
 #include "foundation/trace_points.h"
 #include "platform/iam_queue.h"
@@ -14,7 +17,23 @@
 namespace Ownerlink {
 namespace {
 
+using ProcMgr::LoadPlain;
+using ProcMgr::StorePlain;
+
+using Callback = std::function<void(const SysEvent&)>;
+
 const std::string kSysEventFile = "dp:/res/pm/sys_event";
+
+// Stands for a function that is never destroyed: a delivery that outlasts the exit of the process
+// still runs in it, when the static members have gone.
+Callback Kept(Callback callback)
+{
+    if (!callback) {
+        return callback;
+    }
+    const Callback& kept = *new const Callback(std::move(callback));
+    return [&kept](const SysEvent& event) { kept(event); };
+}
 
 }  // namespace
 
@@ -24,15 +43,17 @@ bool OwnerlinkClientImpl::RegSysmonitorEventImpl(std::function<void(const SysEve
         CLIENT_LOG(kFailure, "WakeUpEvent RegSysMonitorEventImpl has registered SysEvent before");
         return false;
     }
-    sysEventFd_ = TracedOpen(kSysEventFile, O_RDONLY);
-    if (sysEventFd_ < 0) {
+    const int fd = TracedOpen(kSysEventFile, O_RDONLY);
+    StorePlain(sysEventFd_, fd);
+    if (fd < 0) {
         CLIENT_LOG(kFailure, "WakeUpEvent Open file failed. resFile=%s fd=%d",
-                   kSysEventFile.c_str(), sysEventFd_);
+                   kSysEventFile.c_str(), fd);
         return false;
     }
     CLIENT_LOG(kWarning, "WakeUpEvent Open file success. resFile=%s", kSysEventFile.c_str());
-    regSysmonitorEventCb_ = std::move(callback);
-    const size_t ret = IAMFastReadAsync(sysEventFd_, WakeUpEventCallback);
+    regSysmonitorEventCb_ = Kept(std::move(callback));
+    // The field anew: an end that came since then has closed the descriptor.
+    const size_t ret = IAMFastReadAsync(LoadPlain(sysEventFd_), WakeUpEventCallback);
     CLIENT_MILESTONE("register async fastRead. resFile=%s, ret=%zu", kSysEventFile.c_str(), ret);
     return true;
 }
@@ -44,8 +65,8 @@ bool OwnerlinkClientImpl::UnregSysmonitorEventImpl()
                    "WakeUpEvent UnregSysMonitorEventImpl has unregistered SysEvent before");
         return false;
     }
-    close(sysEventFd_);
-    sysEventFd_ = -1;
+    close(LoadPlain(sysEventFd_));
+    StorePlain(sysEventFd_, -1);
     DlogFlush();
     return true;
 }

@@ -1,5 +1,8 @@
 // The subscription to system events: made once in a process, and ended once.
+#include <unistd.h>
+
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 
 #include "tests/client/client_internals.h"
@@ -164,6 +167,58 @@ TEST_F(WakeUpEvents, EventDuringTheCloseIsDropped)
     EXPECT_THAT(states, IsEmpty());
     platform::StopHolding("close");
     EXPECT_TRUE(end.get());
+}
+
+// Both write the descriptor's field at the same time, whoever is last.
+TEST_F(WakeUpEvents, EndDuringTheOpenOfTheSubscriptionClosesNothing)
+{
+    platform::Hold("open");
+    platform::Hold("close");
+    auto subscription = InBackground([this] { return client.RegSysmonitorEventImpl(Collect()); });
+    ASSERT_TRUE(platform::WaitForHeld("open", 1));
+    auto end = InBackground([this] { return client.UnregSysmonitorEventImpl(); });
+    ASSERT_TRUE(platform::WaitForHeld("close", 1));
+    platform::StopHolding("open");
+    platform::StopHolding("close");
+
+    EXPECT_TRUE(subscription.get());
+    EXPECT_TRUE(end.get());
+
+    EXPECT_THAT(platform::Calls("close"), ElementsAre("close(-1)=-1 EBADF"));
+    EXPECT_THAT(platform::OpenDescriptors(), ElementsAre(7));
+    EXPECT_EQ(platform::Calls("IAMFastReadAsync").size(), 1u);
+    char text[] = "1";
+    EXPECT_EQ(Ownerlink::ClientInternals::Deliver(text, 1), 0);
+    EXPECT_THAT(states, IsEmpty());
+}
+
+TEST_F(WakeUpEvents, DescriptorThatAnEndHasClosedIsNotGivenToThePlatform)
+{
+    platform::Hold("DlogRecord");
+    auto subscription = InBackground([this] { return client.RegSysmonitorEventImpl(Collect()); });
+    ASSERT_TRUE(platform::WaitForHeld("DlogRecord", 1));
+
+    EXPECT_TRUE(client.UnregSysmonitorEventImpl());
+
+    platform::StopHolding("DlogRecord");
+    EXPECT_TRUE(subscription.get());
+    EXPECT_THAT(platform::Calls("close"), ElementsAre("close(7)=0"));
+    EXPECT_THAT(platform::Calls("IAMFastReadAsync"), ElementsAre(HasSubstr("IAMFastReadAsync(-1")));
+}
+
+// A delivery that outlasts the exit still uses what the function holds.
+TEST_F(WakeUpEvents, FunctionOutlivesTheExitOfTheProcess)
+{
+    const auto exitSubscribed = [this] {
+        auto held = std::shared_ptr<int>(new int(0), [](const int* number) {
+            delete number;
+            ::_exit(1);
+        });
+        client.RegSysmonitorEventImpl([held = std::move(held)](const SysEvent&) { ++*held; });
+        std::exit(0);
+    };
+
+    EXPECT_EXIT(exitSubscribed(), ::testing::ExitedWithCode(0), "");
 }
 
 // A delivery may still stand in it.
