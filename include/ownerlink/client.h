@@ -46,6 +46,9 @@ public:
     /// through this object. Told so, or back later than that, it is watched no more.
     ///
     /// Returns 0 if every owner accepted, 0xF10303 otherwise, also if an application has no owner.
+    /// Throws std::system_error if a thread could not be started, once the threads that run have
+    /// ended. What their owners did stands; `result` lacks it, and so does what the watch tells.
+    /// The watch's own thread comes last: then `result` is whole, and the next call tries again.
     virtual uint32_t ChangeAppState(const std::vector<AppInfo>& appList,
                                     std::vector<AppChangeInfo>& result, int timeOut) = 0;
 
@@ -69,7 +72,8 @@ public:
     ///
     /// `queryType` 0 asks the owner of domain (DP, DATAMASTER) alone; any other value asks every
     /// owner, and its meaning is theirs. Calls run one after the other. Returns 0, or 0xF1030D if
-    /// an owner failed.
+    /// an owner failed. Throws std::future_error if a thread could not be started, which the log
+    /// tells; the other owners have then been asked to no effect, and `appStatus` is as it was.
     virtual uint32_t QueryAppState(const std::vector<std::string>& appList,
                                    std::vector<AppStatus>& appStatus, int timeOut,
                                    int queryType) = 0;
@@ -78,10 +82,13 @@ public:
     virtual uint32_t SetSystemCgroup(const std::string& name, unsigned char type, bool enable) = 0;
 
     /// Subscribes `callback` to the system events that an owner reports. It runs on a thread of the
-    /// platform, one event at a time, and is kept to the end of the process.
+    /// platform, one event at a time, and is never destroyed: it may still run while the process
+    /// exits.
     ///
-    /// A process can subscribe once: true if the subscription stands; false if one was tried
-    /// before, also by a call that failed, or if no owner publishes events.
+    /// A process can subscribe once. True if the events could be opened, and no more: whether the
+    /// platform reads them is in the log alone, and behind an end (see below) none is delivered.
+    /// False if a subscription was tried before, also by a call that failed, or if no owner
+    /// publishes events.
     virtual bool RegSysmonitorEventImpl(std::function<void(const SysEvent&)> callback) = 0;
 
     /// Ends the subscription for the rest of the process's life, also if none was made. An event
