@@ -1,9 +1,11 @@
 // The subscription to system events: made once in a process, and ended once.
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
 #include "tests/client/client_internals.h"
 #include "tests/client/client_test.h"
@@ -190,6 +192,25 @@ TEST_F(WakeUpEvents, EndDuringTheOpenOfTheSubscriptionClosesNothing)
     char text[] = "1";
     EXPECT_EQ(Ownerlink::ClientInternals::Deliver(text, 1), 0);
     EXPECT_THAT(states, IsEmpty());
+}
+
+// The flag orders nothing: ThreadSanitizer then sees the field touched by two threads that know
+// nothing of each other.
+TEST_F(WakeUpEvents, EndTakesTheDescriptorOfAnotherThreadsSubscription)
+{
+    std::atomic<bool> isSubscribed{false};
+    auto end = InBackground([&] {
+        while (!isSubscribed.load(std::memory_order_relaxed)) {
+            std::this_thread::yield();
+        }
+        return client.UnregSysmonitorEventImpl();
+    });
+    EXPECT_TRUE(client.RegSysmonitorEventImpl(Collect()));
+    isSubscribed.store(true, std::memory_order_relaxed);
+
+    EXPECT_TRUE(end.get());
+
+    EXPECT_THAT(platform::Calls("close"), ElementsAre("close(7)=0"));
 }
 
 TEST_F(WakeUpEvents, DescriptorThatAnEndHasClosedIsNotGivenToThePlatform)
