@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -21,6 +22,7 @@
 #include "platform/hosted/queue_ring_memory.h"
 #include "platform/hosted/socket_address.h"
 #include "platform/iam_queue.h"
+#include "tests/support/send_descriptors.h"
 
 namespace {
 
@@ -106,24 +108,11 @@ void RequireRing(const UniqueFd& socket)
 }
 
 // What goes along as descriptors; the owner wants none.
-void Send(const UniqueFd& socket, std::string frame, size_t descriptors)
+void Send(const UniqueFd& socket, const std::string& frame, size_t descriptors)
 {
     const std::array<int, 2> fds = {STDIN_FILENO, socket.Get()};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof fds)> room = {};
-    iovec part = {frame.data(), frame.size()};
-    msghdr header = {};
-    header.msg_iov = &part;
-    header.msg_iovlen = 1;
-    if (descriptors > 0) {
-        header.msg_control = room.data();
-        header.msg_controllen = CMSG_SPACE(descriptors * sizeof(int));
-        cmsghdr* const control = CMSG_FIRSTHDR(&header);
-        control->cmsg_level = SOL_SOCKET;
-        control->cmsg_type = SCM_RIGHTS;
-        control->cmsg_len = CMSG_LEN(descriptors * sizeof(int));
-        std::memcpy(CMSG_DATA(control), fds.data(), descriptors * sizeof(int));
-    }
-    Require(sendmsg(socket.Get(), &header, MSG_NOSIGNAL) == static_cast<ssize_t>(frame.size()));
+    Require(SendWithDescriptors(socket.Get(), frame, std::span(fds).first(descriptors)) ==
+            static_cast<ssize_t>(frame.size()));
 }
 
 std::string TakeFrame(Script& script, uint8_t kind)

@@ -10,6 +10,7 @@
 
 #include "tests/hosted/raw_peer.h"
 #include "tests/hosted/world.h"
+#include "tests/support/send_descriptors.h"
 
 using namespace hosted;
 using testing::HasSubstr;
@@ -159,21 +160,10 @@ TEST_F(HostileClient, DescriptorsPassedInAreClosed)
     const RawClient client;
     int pipeEnds[2];
     ASSERT_EQ(pipe2(pipeEnds, O_CLOEXEC), 0);
-    const std::string message = MessageOf(RequestHeader(kEcho, 0), "");
-    iovec data = {const_cast<char*>(message.data()), message.size()};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-    msghdr header = {};
-    header.msg_iov = &data;
-    header.msg_iovlen = 1;
-    header.msg_control = control;
-    header.msg_controllen = sizeof control;
-    cmsghdr* const ancillary = CMSG_FIRSTHDR(&header);
-    ancillary->cmsg_level = SOL_SOCKET;
-    ancillary->cmsg_type = SCM_RIGHTS;
-    ancillary->cmsg_len = CMSG_LEN(sizeof(int));
-    std::memcpy(CMSG_DATA(ancillary), &pipeEnds[1], sizeof(int));
 
-    ASSERT_GT(sendmsg(client.Fd(), &header, MSG_NOSIGNAL), 0);
+    ASSERT_GT(
+        SendWithDescriptors(client.Fd(), MessageOf(RequestHeader(kEcho, 0), ""), {&pipeEnds[1], 1}),
+        0);
     close(pipeEnds[1]);
 
     EXPECT_EQ(client.Receive().size(), sizeof(MessageHeader));

@@ -8,6 +8,7 @@
 
 #include "platform/hosted/pipe_message.h"
 #include "tests/pipe/pipe_world.h"
+#include "tests/support/send_descriptors.h"
 
 using namespace hosted;
 
@@ -155,20 +156,8 @@ TEST_F(HostilePeer, MayRepeatTheSequenceOfItsCalls)
 TEST_F(HostilePeer, CannotPassDescriptorsAlong)
 {
     const size_t before = OpenDescriptors();
-    std::string bytes = MessageOf(HeaderOf(PipeMessageKind::kRequest, 0));
-    iovec part = {bytes.data(), bytes.size()};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-    msghdr message = {};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    cmsghdr* const header = CMSG_FIRSTHDR(&message);
-    header->cmsg_level = SOL_SOCKET;
-    header->cmsg_type = SCM_RIGHTS;
-    header->cmsg_len = CMSG_LEN(sizeof(int));
-    std::memcpy(CMSG_DATA(header), &socket_, sizeof socket_);
-    ASSERT_GT(sendmsg(socket_, &message, MSG_NOSIGNAL), 0);
+    const std::string bytes = MessageOf(HeaderOf(PipeMessageKind::kRequest, 0));
+    ASSERT_GT(SendWithDescriptors(socket_, bytes, {&socket_, 1}), 0);
 
     EXPECT_EQ(ReceiveText(pipe_), "");
 

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -18,6 +19,7 @@
 #include "platform/hosted/socket_address.h"
 #include "tests/hosted/raw_peer.h"
 #include "tests/security/test_service.h"
+#include "tests/support/send_descriptors.h"
 
 using namespace hosted;
 
@@ -62,20 +64,8 @@ const char* NameAt(size_t index)
 // A message with as many descriptors as one may carry.
 void SendDescriptors(const RawClient& client, const std::string& text)
 {
-    constexpr size_t kMostDescriptors = 253;
-    alignas(cmsghdr) char control[CMSG_SPACE(kMostDescriptors * sizeof(int))] = {};
-    iovec data = {const_cast<char*>(text.data()), text.size()};
-    msghdr header = {};
-    header.msg_iov = &data;
-    header.msg_iovlen = 1;
-    header.msg_control = control;
-    header.msg_controllen = sizeof control;
-    cmsghdr* const ancillary = CMSG_FIRSTHDR(&header);
-    ancillary->cmsg_level = SOL_SOCKET;
-    ancillary->cmsg_type = SCM_RIGHTS;
-    ancillary->cmsg_len = CMSG_LEN(kMostDescriptors * sizeof(int));
-    std::memset(CMSG_DATA(ancillary), 0, kMostDescriptors * sizeof(int));  // standard input
-    sendmsg(client.Fd(), &header, MSG_DONTWAIT | MSG_NOSIGNAL);
+    static constexpr std::array<int, kMostDescriptors> kStandardInput = {};
+    SendWithDescriptors(client.Fd(), text, kStandardInput, MSG_DONTWAIT);
 }
 
 void OpenAllItCan(const Ready& ready)
