@@ -48,4 +48,9 @@ int GetDLogLevel(GrpOwnerLogLevel level)
     return Translate(dlogLevel, level, 1);
 }
 
+bool MayWriteServerLog(GrpOwnerLogLevel level)
+{
+    return !IsSyslogEnable() || (setlogmask(0) & LOG_MASK(GetSyslogLevel(level))) != 0;
+}
+
 }  // namespace ProcMgr

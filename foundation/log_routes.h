@@ -31,6 +31,11 @@ inline constexpr uint32_t kProgress = 1;
 inline constexpr uint32_t kWarning = 2;
 inline constexpr uint32_t kFailure = 3;
 
+// False when the server's route is syslog and its mask drops records of `level`. For a row of
+// records: syslog takes its lock for each to find that it is to be dropped, and this look takes it
+// once.
+bool MayWriteServerLog(GrpOwnerLogLevel level);
+
 }  // namespace ProcMgr
 
 #define OWNERLINK_DLOG(module, level, text, ...)                    \

@@ -1,7 +1,5 @@
 // Publishes system events: each goes into the pool of every file that has the event resource open.
 
-#include <cstdio>
-
 #include "foundation/trace_points.h"
 #include "server/ownerlink_server_impl.h"
 #include "server/result_codes.h"
@@ -27,13 +25,6 @@ void FreeBlock(IAMShmPool& pool, IAMShmBlock& block, int reason, const char* fil
         SERVER_LOG(GRP_LOG_ERROR, "ReportSysEvent: IAMShmFree failed, err=%d, file=%s", reason,
                    fileName);
     }
-}
-
-// Syslog takes its lock to find that its mask drops a record: one look at the mask, which takes it
-// as well, stands for those of all files.
-bool IsReportLogged()
-{
-    return !IsSyslogEnable() || (setlogmask(0) & LOG_MASK(GetSyslogLevel(GRP_LOG_INFO))) != 0;
 }
 
 int ReportTo(const IamQfsMgrFile& file, IAMShmPool& pool, const std::string& text)
@@ -133,7 +124,7 @@ int OwnerlinkServerImpl::ReportSysEvent(const SysEvent& event)
 {
     const MutexLock lock(poolMutex_);
     const std::string text = std::to_string(event.state);
-    const bool isLogged = IsReportLogged();
+    const bool isLogged = MayWriteServerLog(GRP_LOG_INFO);  // one look for all files
     int result = 0;
     for (auto& [file, pool] : procQfsFileMap_) {
         if (file == nullptr) {

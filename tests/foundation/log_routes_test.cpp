@@ -192,4 +192,13 @@ INSTANTIATE_TEST_SUITE_P(Answers, LevelAnswers, ::testing::Values(0, 2, -1),
                              return answer.param < 0 ? "Negative" : std::to_string(answer.param);
                          });
 
+TEST(MayWriteServerLog, IsNoneOfTheMasksBusinessAheadOfTheSwitch)
+{
+    const int former = setlogmask(LOG_UPTO(LOG_WARNING));
+
+    EXPECT_TRUE(MayWriteServerLog(GRP_LOG_INFO));
+
+    setlogmask(former);
+}
+
 }  // namespace

@@ -81,4 +81,16 @@ TEST_F(SyslogRoute, LeavesTheMessagesOfYamlAsTheyWere)
     EXPECT_THAT(platform::LevelQueries(), IsEmpty());
 }
 
+TEST_F(SyslogRoute, IsKnownToDropWhatTheMaskDrops)
+{
+    const int former = setlogmask(LOG_UPTO(LOG_WARNING));
+
+    EXPECT_FALSE(MayWriteServerLog(GRP_LOG_INFO));
+    EXPECT_FALSE(MayWriteServerLog(GRP_LOG_NOTICE));
+    EXPECT_TRUE(MayWriteServerLog(GRP_LOG_WARN));
+    EXPECT_TRUE(MayWriteServerLog(GRP_LOG_ERROR));
+
+    EXPECT_EQ(setlogmask(former), LOG_UPTO(LOG_WARNING));
+}
+
 }  // namespace
