@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 
 #include "foundation/log_routes.h"
 #include "foundation/text_reader.h"
@@ -94,14 +95,15 @@ std::string KvsTypeYaml::GetKey() const
     return key_;
 }
 
+// What was moved from has kept its node, whose text was the document's.
 std::string KvsTypeYaml::GetString() const
 {
-    return ScalarText(node_);
+    return document_ == nullptr ? "" : ScalarText(node_);
 }
 
 bool KvsTypeYaml::GetIsNullOfScalarType() const
 {
-    return node_.type == YAML_SCALAR_NODE && ScalarText(node_).empty();
+    return node_.type == YAML_SCALAR_NODE && GetString().empty();
 }
 
 bool KvsTypeYaml::GetSubKvs(const std::string& key, KvsTypeYaml& out) const
@@ -213,6 +215,7 @@ std::vector<KvsTypeYaml> KvsTypeYaml::GetSequenceYamlNode() const
     return nodes;
 }
 
+// The values are gathered apart from `out`: this node may lie there, and would move as it grows.
 bool KvsTypeYaml::GetArray(std::vector<KvsTypeYaml>& out) const
 {
     if (node_.type != YAML_MAPPING_NODE) {
@@ -224,18 +227,23 @@ bool KvsTypeYaml::GetArray(std::vector<KvsTypeYaml>& out) const
         return false;
     }
     const auto& pairs = node_.data.mapping.pairs;
-    out.reserve(out.size() + static_cast<size_t>(pairs.top - pairs.start));
-    for (const yaml_node_pair_t* pair = pairs.start; pair < pairs.top; ++pair) {
+    std::vector<KvsTypeYaml> values;
+    bool isWhole = true;
+    for (const yaml_node_pair_t* pair = pairs.start; isWhole && pair < pairs.top; ++pair) {
         const yaml_node_t* const value = NodeAt(pair->value);
         const yaml_node_t* const name = NodeAt(pair->key);
-        if (value == nullptr || name == nullptr) {
-            SYSLOG_RECORD(LOG_ERR, " [%s][%s %d] Get yaml array failed, the node ptr is nullptr",
-                          kTag, __func__, __LINE__);
-            return false;
+        isWhole = value != nullptr && name != nullptr;
+        if (isWhole) {
+            values.push_back(Child(*value, ScalarText(*name)));
         }
-        out.push_back(Child(*value, ScalarText(*name)));
     }
-    return true;
+    if (!isWhole) {
+        SYSLOG_RECORD(LOG_ERR, " [%s][%s %d] Get yaml array failed, the node ptr is nullptr", kTag,
+                      __func__, __LINE__);
+    }
+    out.insert(out.end(), std::make_move_iterator(values.begin()),
+               std::make_move_iterator(values.end()));
+    return isWhole;
 }
 
 KvsTypeYaml KvsTypeYaml::Child(const yaml_node_t& node, const std::string& key) const

@@ -174,6 +174,16 @@ TEST_F(YamlMapping, TakesAKeyThatIsNoScalarForAnEmptyOne)
     EXPECT_THAT(Texts(values), ElementsAre("=1", "=2"));
 }
 
+TEST_F(YamlMapping, MayAppendToTheListThatItLiesIn)
+{
+    std::vector<KvsTypeYaml> nodes = {Load("{a: 1, b: 2}")};
+    nodes.shrink_to_fit();
+
+    EXPECT_TRUE(nodes[0].GetArray(nodes));
+
+    EXPECT_THAT(Texts(nodes), ElementsAre("=", "a=1", "b=2"));
+}
+
 TEST_F(YamlMapping, HasNoArrayForASequence)
 {
     std::vector<KvsTypeYaml> values;

@@ -156,4 +156,16 @@ TEST_F(YamlScalars, AreAllAbsentFromANewNode)
     EXPECT_THAT(platform::Records(), IsEmpty());
 }
 
+TEST_F(YamlScalars, HaveNoTextWithoutADocument)
+{
+    KvsTypeYaml scalar = Load("7true");
+    TakeAway(scalar);
+
+    EXPECT_EQ(scalar.GetString(), "");
+    EXPECT_EQ(scalar.GetInt(), 0);
+    EXPECT_EQ(scalar.GetUint64(), 0U);
+    EXPECT_FALSE(scalar.GetBool());
+    EXPECT_THAT(platform::Records(), IsEmpty());
+}
+
 }  // namespace
