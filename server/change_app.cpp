@@ -25,7 +25,8 @@ size_t CountOf(uint32_t optionType, const std::vector<AppInfo>& appList)
 }
 
 // Keeps the request's order within each list. Any other option type is dropped in silence, and an
-// application to be terminated loses its dynamic parameters.
+// application to be terminated loses its dynamic parameters. Nobody else has the request's list:
+// its texts are moved.
 ChangeLists Sort(std::vector<AppInfo> appList)
 {
     ChangeLists lists;
@@ -80,14 +81,14 @@ bool OwnerlinkServerImpl::CallChangeApp(std::vector<AppInfo> appList,
                                         std::vector<AppChangeInfo>& results, int timeOut)
 {
     const ChangeLists lists = Sort(std::move(appList));
-    if (const auto callback = Copy(changeAppTimeoutCb_)) {
+    if (const auto callback = Share(changeAppTimeoutCb_)) {
         const bool verdict = CallOwner(CHANGE_APP, callback, lists.terminate, lists.start,
                                        lists.restart, results, timeOut);
         SERVER_LOG(GRP_LOG_WARN, "ChangeAppState with timeout callback end. ret=%u(%s)",
                    static_cast<unsigned>(verdict), VerdictText(verdict));
         return verdict;
     }
-    if (const auto callback = Copy(changeAppCb_)) {
+    if (const auto callback = Share(changeAppCb_)) {
         const bool verdict =
             CallOwner(CHANGE_APP, callback, lists.terminate, lists.start, lists.restart, results);
         SERVER_LOG(GRP_LOG_WARN, "ChangeAppState callback end. ret=%u(%s)",

@@ -1,26 +1,15 @@
 // Serves the commands without a payload: reload, dump, stop all, list.
 
-#include "platform/securec.h"
 #include "server/ownerlink_server_impl.h"
 #include "server/server_unit.h"
-#include "wire/record_limits.h"
+#include "server/text_answer.h"
 
 namespace ProcMgr {
-namespace {
-
-// Sets the size whatever the copy's outcome: a list that is too long keeps its full length there.
-int WriteText(const std::string& text, OwnerlinkResponseMsg& response)
-{
-    response.size = text.size();
-    return memcpy_s(response.data, kDataCapacity, text.data(), text.size());
-}
-
-}  // namespace
 
 void OwnerlinkServerImpl::ReloadCfg(OwnerlinkResponseMsg& response)
 {
     bool verdict = false;
-    if (const auto callback = Copy(reloadCb_)) {
+    if (const auto callback = Share(reloadCb_)) {
         verdict = CallOwner(RELOAD_CFG, callback);
         SERVER_LOG(GRP_LOG_WARN, "Reload cfg callback end. ret=%u", static_cast<unsigned>(verdict));
     } else {
@@ -37,7 +26,7 @@ void OwnerlinkServerImpl::ReloadCfg(OwnerlinkResponseMsg& response)
 void OwnerlinkServerImpl::DumpHandle(OwnerlinkResponseMsg& response)
 {
     bool verdict = false;
-    if (const auto callback = Copy(dumpCb_)) {
+    if (const auto callback = Share(dumpCb_)) {
         verdict = CallOwner(DUMP_APP, callback);
         SERVER_LOG(GRP_LOG_WARN, "DumpHandle callback end. ret=%u", static_cast<unsigned>(verdict));
     } else {
@@ -52,7 +41,7 @@ void OwnerlinkServerImpl::DumpHandle(OwnerlinkResponseMsg& response)
 void OwnerlinkServerImpl::StopAllApp(OwnerlinkResponseMsg& response)
 {
     bool verdict = false;
-    if (const auto callback = Copy(stopAllAppCb_)) {
+    if (const auto callback = Share(stopAllAppCb_)) {
         verdict = CallOwner(STOP_ALL_APP, callback);
         SERVER_LOG(GRP_LOG_WARN, "StopAllApp callback end. ret=%u", static_cast<unsigned>(verdict));
     } else {
@@ -68,7 +57,7 @@ void OwnerlinkServerImpl::QueryAppList(OwnerlinkResponseMsg& response)
 {
     bool verdict = false;
     std::vector<std::string> appList;
-    if (const auto callback = Copy(queryAppListCb_)) {
+    if (const auto callback = Share(queryAppListCb_)) {
         verdict = CallOwner(QUERY_APP_LIST, callback, appList);
         SERVER_LOG(GRP_LOG_WARN, "QueryAppList callback end. ret=%u",
                    static_cast<unsigned>(verdict));
@@ -76,8 +65,11 @@ void OwnerlinkServerImpl::QueryAppList(OwnerlinkResponseMsg& response)
         SERVER_LOG(GRP_LOG_ERROR, "QueryAppList failed, callback is nullptr");
     }
     std::string text = verdict ? "1#" : "0#";
-    for (const std::string& name : appList) {
-        text += verdict ? name + "#" : "";
+    if (verdict) {
+        for (const std::string& name : appList) {
+            text += name;
+            text += '#';
+        }
     }
     const int err = WriteText(text, response);
     if (err != 0) {

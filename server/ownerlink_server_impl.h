@@ -1,8 +1,9 @@
 // The server end: one class, and one source file for each of its capabilities.
 //
-// `ownerlink_server_impl.cpp` holds its life, the registrations and the dispatch; the other sources
-// hold the handlers, each of which unpacks a record, calls the owner's callback and packs the
-// answer. Requests arrive on the platform's threads, and callbacks run there, with no lock held.
+// `ownerlink_server_impl.cpp` holds its life and the dispatch, `registrations.cpp` what owners
+// call, `system_events.cpp` what is published to subscribers. The other sources hold the handlers,
+// each of which unpacks a record, calls the owner's callback and packs the answer. Requests arrive
+// on the platform's threads, and callbacks run there, with no lock held.
 #ifndef OWNERLINK_SERVER_OWNERLINK_SERVER_IMPL_H
 #define OWNERLINK_SERVER_OWNERLINK_SERVER_IMPL_H
 
@@ -11,6 +12,7 @@
 
 #include <chrono>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -70,23 +72,30 @@ public:
 private:
     friend struct ServerInternals;  // the unit tests' view of what no operation shows
 
-    // Swaps a callback in and publishes the service. `callback` then holds the old one, which is so
-    // destroyed outside the lock.
+    // A callback, or null. The first registration publishes the service while the others are still
+    // to come, so that requests and registrations do meet: a request shares the callback that it
+    // calls, whose state is one from request to request, and calls it without the lock.
     template <typename CallBack>
-    int Register(CallBack& slot, CallBack& callback, const std::string& resFileName)
+    using Slot = std::shared_ptr<const CallBack>;
+
+    template <typename CallBack>
+    int Register(Slot<CallBack>& slot, CallBack callback, const std::string& resFileName)
         EXCLUDES(callbackMutex_)
     {
+        Slot<CallBack> other;
+        if (callback) {
+            other = std::make_shared<const CallBack>(std::move(callback));
+        }
         {
             const MutexLock lock(callbackMutex_);
-            slot.swap(callback);
+            slot.swap(other);
         }
+        other.reset();  // the old one goes ahead of the service's registration, outside the lock
         return RegisterResService(resFileName);
     }
 
-    // Copies a callback, to be called without the lock. The first registration publishes the
-    // service while the others are still to come, so that requests and registrations do meet.
     template <typename CallBack>
-    CallBack Copy(const CallBack& slot) EXCLUDES(callbackMutex_)
+    Slot<CallBack> Share(const Slot<CallBack>& slot) EXCLUDES(callbackMutex_)
     {
         const MutexLock lock(callbackMutex_);
         return slot;
@@ -94,11 +103,11 @@ private:
 
     // Calls an owner's callback between its two trace points.
     template <typename CallBack, typename... Arguments>
-    bool CallOwner(OwnerlinkRequestType command, const CallBack& callback,
+    bool CallOwner(OwnerlinkRequestType command, const Slot<CallBack>& callback,
                    Arguments&&... arguments) const
     {
         trace::CallbackBegin(resFileName_.c_str(), command);
-        const bool verdict = callback(std::forward<Arguments>(arguments)...);
+        const bool verdict = (*callback)(std::forward<Arguments>(arguments)...);
         trace::CallbackEnd(resFileName_.c_str(), command, verdict);
         return verdict;
     }
@@ -127,24 +136,25 @@ private:
     bool CallVerifyApp(const OwnerlinkRequestMsg* request);
 
     bool resServiceRegistered_ = false;  // plain: set by a registration, cleared by the destructor
-    std::string resFileName_;  // set before the platform knows of it, and no more once it does
-    ChangeAppCallBack changeAppCb_;
-    ChangeAppTimeoutCallBack changeAppTimeoutCb_;
-    CommandCallBack reloadCb_;
-    CommandCallBack dumpCb_;
-    QueryAppListCallBack queryAppListCb_;
-    CommandCallBack stopAllAppCb_;
-    SetSystemStateCallBack setSystemStateCb_;
-    SetSystemStateTimeoutCallBack setSystemStateTimeoutCb_;
-    VerifyAppCallBack verifyAppCb_;
-    QueryAppStateCallBack queryAppStateCb_;
-    SetSystemStateTimeoutCallBack cancelSuspendPreCb_;
+    Slot<ChangeAppCallBack> changeAppCb_;
+    Slot<ChangeAppTimeoutCallBack> changeAppTimeoutCb_;
+    Slot<CommandCallBack> reloadCb_;
+    Slot<CommandCallBack> dumpCb_;
+    Slot<QueryAppListCallBack> queryAppListCb_;
+    Slot<CommandCallBack> stopAllAppCb_;
+    Slot<SetSystemStateCallBack> setSystemStateCb_;
+    Slot<SetSystemStateTimeoutCallBack> setSystemStateTimeoutCb_;
+    Slot<VerifyAppCallBack> verifyAppCb_;
+    Slot<QueryAppStateCallBack> queryAppStateCb_;
+    Slot<SetSystemStateTimeoutCallBack> cancelSuspendPreCb_;
     int currentSysState_ GUARDED_BY(cancelMutex_) = 0;
     bool cancelSuspendPending_ GUARDED_BY(cancelMutex_) = false;
     std::chrono::steady_clock::time_point cancelSuspendTime_ GUARDED_BY(cancelMutex_);
 
-    Mutex callbackMutex_;  // the callbacks, while one is copied or replaced
+    Mutex callbackMutex_;  // the callbacks, while one is shared or replaced
     RecursiveMutex registrationMutex_;
+    // For the trace points: set before the platform knows of it, and no more once it does.
+    std::string resFileName_;
 
     static OwnerlinkServerImpl* pThis_;
     static std::map<IamQfsMgrFile*, IAMShmPool> procQfsFileMap_ GUARDED_BY(poolMutex_);

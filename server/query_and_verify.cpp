@@ -2,9 +2,9 @@
 
 #include <ownerlink/enum_text.h>
 
-#include "platform/securec.h"
 #include "server/ownerlink_server_impl.h"
 #include "server/server_unit.h"
+#include "server/text_answer.h"
 #include "wire/binary_fields.h"
 
 namespace ProcMgr {
@@ -51,7 +51,7 @@ void OwnerlinkServerImpl::QueryAppState(const OwnerlinkRequestMsg* request,
     SERVER_LOG(GRP_LOG_INFO, "%s QueryAppState begin", BootStrace(SS_SERVER_NAME).c_str());
     bool verdict = false;
     std::vector<AppStatus> appStatus;
-    if (const auto callback = Copy(queryAppStateCb_)) {
+    if (const auto callback = Share(queryAppStateCb_)) {
         QueryAppStatusMsg query;
         if (!ReadQuery(*request, query)) {
             SERVER_LOG(GRP_LOG_ERROR, "QueryAppState DeserializeMessage failed");
@@ -74,9 +74,7 @@ void OwnerlinkServerImpl::QueryAppState(const OwnerlinkRequestMsg* request,
 void OwnerlinkServerImpl::VerifyApp(const OwnerlinkRequestMsg* request,
                                     OwnerlinkResponseMsg& response)
 {
-    const std::string text = CallVerifyApp(request) ? "1" : "0";
-    response.size = text.size();
-    const int err = memcpy_s(response.data, kDataCapacity, text.data(), text.size());
+    const int err = WriteText(CallVerifyApp(request) ? "1" : "0", response);
     if (err != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "VerifyApp memcpy_s failed, err=%d", err);
     }
@@ -84,7 +82,7 @@ void OwnerlinkServerImpl::VerifyApp(const OwnerlinkRequestMsg* request,
 
 bool OwnerlinkServerImpl::CallVerifyApp(const OwnerlinkRequestMsg* request)
 {
-    const auto callback = Copy(verifyAppCb_);
+    const auto callback = Share(verifyAppCb_);
     if (!callback) {
         SERVER_LOG(GRP_LOG_ERROR, "VerifyApp failed, callback is nullptr");
         return false;

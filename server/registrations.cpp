@@ -1,5 +1,7 @@
 // The eleven registrations. Each stores its callback, also when the service then fails to go up.
 
+#include <utility>
+
 #include "server/ownerlink_server_impl.h"
 #include "server/server_unit.h"
 
@@ -8,7 +10,7 @@ namespace ProcMgr {
 int OwnerlinkServerImpl::RegSsChangeAppCallBackImpl(ChangeAppCallBack callback,
                                                     const std::string& resFileName)
 {
-    const int ret = Register(changeAppCb_, callback, resFileName);
+    const int ret = Register(changeAppCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "RegSsChangeAppCallBackImpl failed, resFileName=%s",
                    resFileName.c_str());
@@ -19,7 +21,7 @@ int OwnerlinkServerImpl::RegSsChangeAppCallBackImpl(ChangeAppCallBack callback,
 int OwnerlinkServerImpl::RegSsChangeAppTimeoutCallBackImpl(ChangeAppTimeoutCallBack callback,
                                                            const std::string& resFileName)
 {
-    const int ret = Register(changeAppTimeoutCb_, callback, resFileName);
+    const int ret = Register(changeAppTimeoutCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "RegSsChangeAppCallBackImpl(with timeout) failed, resFileName=%s",
                    resFileName.c_str());
@@ -30,7 +32,7 @@ int OwnerlinkServerImpl::RegSsChangeAppTimeoutCallBackImpl(ChangeAppTimeoutCallB
 int OwnerlinkServerImpl::RegReloadCallBackImpl(CommandCallBack callback,
                                                const std::string& resFileName)
 {
-    const int ret = Register(reloadCb_, callback, resFileName);
+    const int ret = Register(reloadCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "RegReloadCallBackImpl failed, resFileName=%s",
                    resFileName.c_str());
@@ -41,7 +43,7 @@ int OwnerlinkServerImpl::RegReloadCallBackImpl(CommandCallBack callback,
 int OwnerlinkServerImpl::RegDumpCallBackImpl(CommandCallBack callback,
                                              const std::string& resFileName)
 {
-    const int ret = Register(dumpCb_, callback, resFileName);
+    const int ret = Register(dumpCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "RegDumpCallBackImpl failed, resFileName=%s",
                    resFileName.c_str());
@@ -52,7 +54,7 @@ int OwnerlinkServerImpl::RegDumpCallBackImpl(CommandCallBack callback,
 int OwnerlinkServerImpl::RegQueryAppListCallBackImpl(QueryAppListCallBack callback,
                                                      const std::string& resFileName)
 {
-    const int ret = Register(queryAppListCb_, callback, resFileName);
+    const int ret = Register(queryAppListCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "RegQueryAppListCallBackImpl failed, resFileName=%s",
                    resFileName.c_str());
@@ -63,7 +65,7 @@ int OwnerlinkServerImpl::RegQueryAppListCallBackImpl(QueryAppListCallBack callba
 int OwnerlinkServerImpl::RegStopAllAppCallBackImpl(CommandCallBack callback,
                                                    const std::string& resFileName)
 {
-    const int ret = Register(stopAllAppCb_, callback, resFileName);
+    const int ret = Register(stopAllAppCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "RegStopAllAppCallBackImpl failed, resFileName=%s",
                    resFileName.c_str());
@@ -74,7 +76,7 @@ int OwnerlinkServerImpl::RegStopAllAppCallBackImpl(CommandCallBack callback,
 int OwnerlinkServerImpl::RegSetSystemStateCallBackImpl(SetSystemStateCallBack callback,
                                                        const std::string& resFileName)
 {
-    const int ret = Register(setSystemStateCb_, callback, resFileName);
+    const int ret = Register(setSystemStateCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "RegSetSystemStateCallBackImpl failed, resFileName=%s",
                    resFileName.c_str());
@@ -85,7 +87,7 @@ int OwnerlinkServerImpl::RegSetSystemStateCallBackImpl(SetSystemStateCallBack ca
 int OwnerlinkServerImpl::RegSetSystemStateTimeoutCallBackImpl(
     SetSystemStateTimeoutCallBack callback, const std::string& resFileName)
 {
-    const int ret = Register(setSystemStateTimeoutCb_, callback, resFileName);
+    const int ret = Register(setSystemStateTimeoutCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR,
                    "RegSetSystemStateCallBackImpl(with timeout) failed, resFileName=%s",
@@ -97,7 +99,7 @@ int OwnerlinkServerImpl::RegSetSystemStateTimeoutCallBackImpl(
 int OwnerlinkServerImpl::RegSsCancelSuspendPreCallBackImpl(SetSystemStateTimeoutCallBack callback,
                                                            const std::string& resFileName)
 {
-    const int ret = Register(cancelSuspendPreCb_, callback, resFileName);
+    const int ret = Register(cancelSuspendPreCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR,
                    "RegCancelSuspendCallBackImpl(with timeout) failed, resFileName=%s",
@@ -109,7 +111,7 @@ int OwnerlinkServerImpl::RegSsCancelSuspendPreCallBackImpl(SetSystemStateTimeout
 int OwnerlinkServerImpl::RegSsVerifyAppCallBackImpl(VerifyAppCallBack callback,
                                                     const std::string& resFileName)
 {
-    const int ret = Register(verifyAppCb_, callback, resFileName);
+    const int ret = Register(verifyAppCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "RegSsVerifyAppCallBackImpl failed, resFileName=%s",
                    resFileName.c_str());
@@ -120,7 +122,7 @@ int OwnerlinkServerImpl::RegSsVerifyAppCallBackImpl(VerifyAppCallBack callback,
 int OwnerlinkServerImpl::RegSsQueryAppStateCallBackImpl(QueryAppStateCallBack callback,
                                                         const std::string& resFileName)
 {
-    const int ret = Register(queryAppStateCb_, callback, resFileName);
+    const int ret = Register(queryAppStateCb_, std::move(callback), resFileName);
     if (ret != 0) {
         SERVER_LOG(GRP_LOG_ERROR, "RegSsQueryAppStateCallBackImpl failed, resFileName=%s",
                    resFileName.c_str());

@@ -68,7 +68,7 @@ void OwnerlinkServerImpl::SetCancelSuspendTimer()
 
 bool OwnerlinkServerImpl::CallSetSystemState(int state, int timeOut)
 {
-    if (const auto callback = Copy(setSystemStateTimeoutCb_)) {
+    if (const auto callback = Share(setSystemStateTimeoutCb_)) {
         SERVER_LOG(GRP_LOG_WARN, "SetSystemStateHandle with timeout callback begin. state=%d(%s)",
                    state, StateText(state).c_str());
         const bool verdict = CallOwner(SET_SYSTEM_STATE, callback, state, timeOut);
@@ -76,7 +76,7 @@ bool OwnerlinkServerImpl::CallSetSystemState(int state, int timeOut)
                    static_cast<unsigned>(verdict));
         return verdict;
     }
-    if (const auto callback = Copy(setSystemStateCb_)) {
+    if (const auto callback = Share(setSystemStateCb_)) {
         SERVER_LOG(GRP_LOG_WARN, "SetSystemStateHandle callback begin. state=%d(%s)", state,
                    StateText(state).c_str());
         const bool verdict = CallOwner(SET_SYSTEM_STATE, callback, state);
@@ -118,7 +118,7 @@ bool OwnerlinkServerImpl::AnswerEarlyCancel(OwnerlinkResponseMsg& response)
 
 bool OwnerlinkServerImpl::CallCancelSuspendPre(int timeOut)
 {
-    const auto callback = Copy(cancelSuspendPreCb_);
+    const auto callback = Share(cancelSuspendPreCb_);
     if (!callback) {
         SERVER_LOG(GRP_LOG_ERROR, "CancelSuspendStateHandle failed, callback is nullptr");
         return false;

@@ -25,6 +25,8 @@ public:
     /// Changes applications, and appends one result for each to `results`, which arrives empty. One
     /// that is left out keeps the state that the manager gave it. The lists are in the request's
     /// order; those to be terminated carry no dynamic parameters. The result is the verdict on all.
+    /// The results of a call share 3888 bytes: each its name, its state and two more. Where they do
+    /// not fit the manager's exchange fails, whatever has been changed.
     using ChangeAppCallBack = std::function<bool(
         const std::vector<AppInfoForServer>& terminate, const std::vector<AppInfoForServer>& start,
         const std::vector<AppInfoForServer>& restart, std::vector<AppChangeInfo>& results)>;
@@ -37,8 +39,9 @@ public:
     /// Carries out a command without arguments.
     using CommandCallBack = std::function<bool()>;
 
-    /// Appends the names of this owner's applications: at most 3886 bytes, one more for each
-    /// counted. With a false verdict the names are dropped.
+    /// Appends the names of this owner's applications, which share 3886 bytes: each its own and one
+    /// more. Where they do not fit the manager's exchange fails. With a false verdict the names are
+    /// dropped.
     using QueryAppListCallBack = std::function<bool(std::vector<std::string>& appList)>;
 
     /// Takes a system state: 0 off, 1 working, 2 suspend, ... or a number that no table knows.
@@ -68,7 +71,7 @@ public:
     virtual int EnableSyslog() = 0;
 
     /// Publishes the event resource `serviceName`, which managers open as "dp:/res/pm/sys_event",
-    /// and turns on syslog. Returns 0, or 0xF10308 if the platform refuses.
+    /// and turns on syslog. Returns 0, or 0xF10308 if the platform refuses; syslog stays on then.
     virtual int InitSysEventServer(const std::string& serviceName) = 0;
 
     /// Reports `event` to every manager that has subscribed. Thread-safe. Returns 0, also without a
@@ -79,8 +82,9 @@ public:
     /// \name The registrations
     /// Each stores its callback, replacing the former one, and publishes
     /// `resFileName` unless a resource file is up; the name counts in the first successful call
-    /// only. An empty function empties its place. Thread-safe; a request that is being served may
-    /// still run the former callback.
+    /// only. An empty function empties its place. Thread-safe. Requests run the stored callback
+    /// itself, several at once where they come so; one that is being served may still run the
+    /// former callback, which is destroyed behind it.
     ///
     /// Return 0, or 0xF1030A if the resource file could not be published: the callback is stored,
     /// and the next registration tries again.

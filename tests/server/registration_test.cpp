@@ -1,5 +1,6 @@
 // The eleven registrations: what they store, what they publish, and what they say when they fail.
 #include <cstdlib>
+#include <future>
 #include <memory>
 
 #include "tests/server/server_test.h"
@@ -11,11 +12,17 @@ using ::testing::IsEmpty;
 
 using Calls = std::shared_ptr<int>;
 
-// A callback that counts; an empty one without a counter.
+// A callback that counts for itself and shows its count; an empty one without a place for it.
 template <typename CallBack>
 CallBack Counting(const Calls& calls)
 {
-    return calls ? CallBack([calls](auto&&...) { return ++*calls > 0; }) : CallBack{};
+    if (!calls) {
+        return {};
+    }
+    return [calls, count = 0](auto&&...) mutable {
+        *calls = ++count;
+        return true;
+    };
 }
 
 template <typename CallBack>
@@ -162,6 +169,32 @@ TEST_P(Registration, ReplacesAndDestroysTheFormerCallback)
     Request();
     EXPECT_EQ(*calls, 0);
     EXPECT_GE(*later, 1);
+}
+
+TEST_P(Registration, DestroysTheFormerCallbackAheadOfTheService)
+{
+    platform::SetNext("IAMRegisterService", {platform::Gives(-1)});
+    Register(calls);
+    platform::Hold("IAMRegisterService");
+
+    auto later = std::async(std::launch::async, [this] { return Register(nullptr); });
+
+    ASSERT_TRUE(platform::WaitForHeld("IAMRegisterService", 1));
+    EXPECT_EQ(calls.use_count(), 1);
+    platform::StopHolding("IAMRegisterService");
+    EXPECT_EQ(later.get(), 0);
+}
+
+TEST_P(Registration, RunsTheStoredCallbackItselfForEachRequest)
+{
+    Register(calls);
+    Request();
+    const int once = *calls;
+    ProcMgr::ServerInternals::Put(server, 0, false);  // no cancel that drops the next suspend
+
+    Request();
+
+    EXPECT_EQ(*calls, 2 * once);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -134,6 +134,36 @@ TEST_F(ServerLife, CallbacksMayLogWhileTheInstanceIsDestroyed)
     EXPECT_EXIT(exitWithACallback(), ExitedWithCode(0), "");
 }
 
+TEST_F(ServerLife, CallbacksAreDestroyedInTheReverseOrderOfTheirMembers)
+{
+    std::vector<std::string> ended;
+    const auto noting = [&ended](const char* name) {
+        const std::shared_ptr<const char> target(
+            name, [&ended](const char* own) { ended.emplace_back(own); });
+        return [target](auto&&...) {
+            return *target != 0;
+        };
+    };
+
+    {
+        OwnerlinkServerImpl server;
+        server.RegReloadCallBackImpl(noting("reload"), kResFile);
+        server.RegDumpCallBackImpl(noting("dump"), kResFile);
+        server.RegStopAllAppCallBackImpl(noting("stop all"), kResFile);
+        server.RegQueryAppListCallBackImpl(noting("list"), kResFile);
+        server.RegSetSystemStateCallBackImpl(noting("state"), kResFile);
+        server.RegSetSystemStateTimeoutCallBackImpl(noting("timed state"), kResFile);
+        server.RegSsCancelSuspendPreCallBackImpl(noting("cancel"), kResFile);
+        server.RegSsChangeAppCallBackImpl(noting("change"), kResFile);
+        server.RegSsChangeAppTimeoutCallBackImpl(noting("timed change"), kResFile);
+        server.RegSsVerifyAppCallBackImpl(noting("verify"), kResFile);
+        server.RegSsQueryAppStateCallBackImpl(noting("query"), kResFile);
+    }
+
+    EXPECT_THAT(ended, ElementsAre("cancel", "query", "verify", "timed state", "state", "stop all",
+                                   "list", "dump", "reload", "timed change", "change"));
+}
+
 // The number of an operation in the table of virtual functions, behind the two destructors.
 template <typename Operation>
 std::size_t SlotOf(Operation operation)
