@@ -13,7 +13,8 @@
 
 namespace Ownerlink::Serialization {
 
-// As PackChangeAppInfoRequest does it. The items' texts lie in the writer's.
+// As PackChangeAppInfoRequest does it. The items' texts lie in the writer's; after a false the
+// items are of no use.
 bool PackChangeShare(const ChangeShare& share, ProcMgr::TextWriter& writer,
                      std::vector<ProcMgr::ItemView>& items);
 

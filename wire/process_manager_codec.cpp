@@ -22,8 +22,7 @@ using Message::RequestMsg;
 constexpr size_t kCapacity = sizeof(RequestMsg::data);
 constexpr uint32_t kMostListedApps = 1999;
 constexpr uint32_t kMostPairs = 102399;
-constexpr size_t kLongestStateItem =
-    3959;  // four more than a record takes: those are dropped there
+constexpr size_t kLongestStateItem = 3959;  // four more than a record takes, which drops those
 constexpr uint64_t kWindowCapacity = 3955;  // leaves 9 bytes for the count and its '#'
 
 // `size` is the sender's word; a record ends where it ends.
@@ -62,8 +61,8 @@ bool ReadParameters(Source& source, std::map<int, std::vector<std::string>>& dyn
     return true;
 }
 
-// Reads start and restart requests. False ends the reading; an application with too many arguments
-// does not, although its arguments are then taken for what follows it.
+// Reads start and restart requests. A bad dynamic parameter ends the reading; an application with
+// too many arguments does not, although its arguments are then taken for what follows it.
 template <typename Info, typename LogTooManyArgs>
 void ReadApps(TextReader& reader, std::vector<Info>& appList, const std::string& senderName,
               const LogTooManyArgs& logTooManyArgs)

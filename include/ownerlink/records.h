@@ -35,8 +35,9 @@ struct AppInfo {
     std::string appName;                 ///< shares an item's 3887 bytes with all the texts below
     uint32_t optionType = 0;             ///< 0 start, 1 terminate, 2 restart
     std::vector<std::string> args;       ///< start arguments, at most 1024
-    /// Dynamic parameters by index, at most three, each with at most 1024 values. What an index
-    /// means is agreed between the manager and the owners.
+    /// Dynamic parameters by index, with at most 1024 values each: indices 0 to 2 travel, one above
+    /// has the whole change refused. What an index means is agreed between the manager and the
+    /// owners.
     std::map<int, std::vector<std::string>> dynamicPara;
 };
 

@@ -5,7 +5,7 @@
 /// functions keep no state and touch only their arguments; a record is used by one thread at a
 /// time. A `Pack` or `UnPack` function's result says that the record could be filled or was well
 /// formed; the owner's verdict is an argument. Failures are logged. After a failed unpack the
-/// outputs hold what was read so far and must not be used.
+/// outputs hold what was read so far, unless a function says otherwise.
 #ifndef OWNERLINK_WIRE_H
 #define OWNERLINK_WIRE_H
 
@@ -44,11 +44,10 @@ struct OwnerlinkRequestMsg {
     uint32_t reserved = 0;   ///< padding
 };
 
-/// What an owner answers: the same layout. `timeout` is not carried, and only `size` bytes of
-/// `data` are.
+/// What an owner answers: the same layout. Only `size` and as many bytes of `data` are carried.
 struct OwnerlinkResponseMsg {
     uint64_t size = 0;       ///< payload bytes in `data`
-    int32_t timeout = 5000;  ///< as the request left it
+    int32_t timeout = 5000;  ///< not carried: 5000 at either end
     char data[3888] = {};    ///< the payload, not zero-terminated
     uint32_t reserved = 0;   ///< padding
 };
@@ -80,7 +79,8 @@ OWNERLINK_EXPORT void CalculateWindows(
     const std::vector<std::pair<unsigned int, std::string>>& packedRequest,
     std::vector<unsigned int>& windows);
 
-/// Appends one record of `count` items whose joined texts are `text`.
+/// Appends one record of `count` items whose joined texts are `text`. Where they leave no room for
+/// the count the record has no text, and a `size` above 3888.
 OWNERLINK_EXPORT void ProcMgrCombineMsg(unsigned int count, const std::string& text,
                                         std::vector<ProcMgr::OwnerlinkRequestMsg>& msgs);
 
@@ -102,14 +102,15 @@ OWNERLINK_EXPORT bool PackChangeAppInfoRequest(
 OWNERLINK_EXPORT bool PackDynamicPara(std::ostringstream& stream, const AppInfo& appInfo);
 
 /// Reads an owner's verdict and the state of each application, which it sets in `appState`: states
-/// above 6 as `INIT`, names that were not asked for as well. False for a bad size and for a count
-/// outside 1 to 1024; `result` is then set all the same.
+/// above 6 as `INIT`, names that were not asked for as well. False for a bad size, with nothing
+/// set, and for a count outside 1 to 1024, with `result` set all the same.
 OWNERLINK_EXPORT bool UnPackChangeAppInfoResponseMsg(
     const ProcMgr::OwnerlinkResponseMsg& resp, bool& result,
     std::map<std::string, AppChangeState>& appState);
 
 /// Appends the records that carry `appInfo` (application name to option type), in the order of the
-/// names. False for an application whose name does not fit in a record.
+/// names. False for an application whose name does not fit in a record; the records of those before
+/// it stay, and where it is the first a record of none.
 OWNERLINK_EXPORT bool PackVerifyRequest(const std::map<std::string, unsigned int>& appInfo,
                                         std::vector<ProcMgr::OwnerlinkRequestMsg>& msgs);
 
@@ -137,7 +138,8 @@ OWNERLINK_EXPORT bool UnPackChangeAppInfoRequestMsg(const OwnerlinkRequestMsg* m
 OWNERLINK_EXPORT bool UnPackDynamicPara(std::istringstream& stream, AppInfo& appInfo);
 
 /// Fills a new record with the verdict on a change and each application's state. There is no second
-/// record: false if that does not fit in one.
+/// record: false if that does not fit in one, which then has no text and a `size` above 3888, or is
+/// untouched where one application alone does not fit.
 OWNERLINK_EXPORT bool PackChangeAppInfoResponse(bool result,
                                                 const std::vector<AppChangeInfo>& appChangeInfo,
                                                 OwnerlinkResponseMsg& resp);

@@ -16,7 +16,7 @@ constexpr auto kType = static_cast<RequestType>(5);
 
 class AppStateWriter : public ProcessManagerTest {
 protected:
-    // An application whose item is `size` bytes long: eight of them are numbers and separators.
+    // An application whose item is `size` bytes long: nine of them are numbers and separators.
     static AppStateInfo OfSize(size_t size) { return {std::string(size - 9, 'n'), 1, 2, 3, 4}; }
 
     Items items;
