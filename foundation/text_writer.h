@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace ProcMgr {
 

@@ -4,6 +4,7 @@
 #define OWNERLINK_WIRE_BINARY_FIELDS_H
 
 #include <algorithm>
+#include <concepts>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -26,7 +27,7 @@ public:
     {
     }
 
-    template <typename Number>
+    template <std::integral Number>
     bool Read(Number& number)
     {
         if (Left() < sizeof(number)) {
@@ -72,7 +73,7 @@ class FieldWriter {
 public:
     explicit FieldWriter(char* data) : data_(data) {}
 
-    template <typename Number>
+    template <std::integral Number>
     bool Write(Number number)
     {
         if (kDataCapacity - at_ < sizeof(number)) {

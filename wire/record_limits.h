@@ -4,7 +4,9 @@
 
 #include <ownerlink/wire.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -22,11 +24,13 @@ inline constexpr size_t kItemsCapacity = kDataCapacity - 1;
 static_assert(std::is_trivially_copyable_v<OwnerlinkRequestMsg>);
 static_assert(std::is_trivially_copyable_v<OwnerlinkResponseMsg>);
 
-// The payload of a record whose size has been checked: where it lies, and as a text for the log.
+// The payload of a record whose size has been checked: where it lies, and as a text for the log. An
+// owner reads a request where the platform has it, which may be memory that its peer still writes
+// to: the size is bounded once more.
 template <typename Record>
 std::string_view PayloadView(const Record& record)
 {
-    return {record.data, static_cast<size_t>(record.size)};
+    return {record.data, static_cast<size_t>(std::min<uint64_t>(record.size, kDataCapacity))};
 }
 
 template <typename Record>

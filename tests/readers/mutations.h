@@ -80,13 +80,20 @@ private:
                 text.insert(at, OneOf(kNumbers));
                 return;
             case 4:
-                text.insert(at, text.substr(Place(text), 1 + Below(16)));
-                return;
+                return Repeat(text, at);
             case 5:
                 return ReplaceNumber(text, at);
             default:
                 text.replace(at, std::min<size_t>(1, text.size() - at), 1, Letter());
         }
+    }
+
+    // A piece of the text, once more at `at`. Two draws, one after the other: arguments of one call
+    // are drawn in an order of the compiler's own.
+    void Repeat(std::string& text, size_t at)
+    {
+        const size_t from = Place(text);
+        text.insert(at, text.substr(from, 1 + Below(16)));
     }
 
     // The digits at `at`, or the next behind it.
