@@ -349,18 +349,4 @@ TEST_F(StateTest, LogsTheTwoShortAnswersToSyslogToo)
     EXPECT_THAT(platform::LevelQueries(), IsEmpty());
 }
 
-TEST_F(StateTest, ShortAnswerThatCannotBeCopiedIsEmpty)
-{
-    platform::SetNext("memcpy_s", {platform::Fails(ERANGE)});
-
-    const Answer answer = Send(CANCEL_SUSPEND);
-
-    EXPECT_EQ(answer.result, 8);
-    EXPECT_EQ(answer.Size(), 0u);
-    EXPECT_THAT(
-        platform::Records(),
-        ElementsAre(CodecError("PackSetSystemStateResponse failed respStr=0# respStrSize=2"),
-                    Error(kEarlyCancel)));
-}
-
 }  // namespace
