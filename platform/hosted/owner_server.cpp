@@ -63,7 +63,7 @@ void OwnerServer::ThreadBody(MessageBuffer& buffer)
         try {
             server.ServeEvent(source, buffer);
         } catch (const std::bad_alloc&) {
-            HOSTED_LOG(kLogError, "a connection is lost: no memory%s", "");
+            HOSTED_LOG(kLogError, "a connection is lost: no memory");
         }
         source = server.threads_.WaitAgain();
     }

@@ -3,12 +3,14 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 
 #include "platform/dlog.h"
+#include "platform/hosted/log/journal_socket.h"
 #include "platform/hosted/log/levels.h"
 #include "platform/hosted/log/router.h"
 #include "tests/hosted_log/journal_double.h"
@@ -236,4 +238,18 @@ TEST(FindFact, IsEmptyWhereNoFactHasThatName)
     EXPECT_EQ(FindFact("files=a", {"file"}), "");
     EXPECT_EQ(FindFact("file=", {"file"}), "");
     EXPECT_EQ(FindFact("profile=a file=b", {"file"}), "b");
+}
+
+TEST_F(JournalSinkTest, SaysThatThereIsNoDescriptorLeftForIt)
+{
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none = {0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const int probed = ProbeJournal(Path("journal"));
+    const int sent = SendToJournal(Path("journal"), "MESSAGE=x\n");
+    setrlimit(RLIMIT_NOFILE, &before);
+
+    EXPECT_EQ(probed, EMFILE);
+    EXPECT_EQ(sent, EMFILE);
 }

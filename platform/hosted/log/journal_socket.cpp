@@ -24,8 +24,8 @@ sockaddr_un AddressOf(const std::string& path)
     return address;
 }
 
-// The log's lock is held across fork, so that no child is born while one of these is open; and the
-// registry of the layer's descriptors has a lock that a fork takes ahead of that one.
+// The log's lock is held across fork, so that no child is born while one of these is open. That of
+// the layer's descriptors is not to be taken under it: a fork may take the two the other way round.
 class ShortLivedFd {
 public:
     explicit ShortLivedFd(int fd) : fd_(fd) {}
@@ -46,8 +46,10 @@ private:
 int OpenSocket()
 {
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const timeval patience{0, kPatience};
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+    if (fd >= 0) {
+        const timeval patience{0, kPatience};
+        setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+    }
     return fd;
 }
 
@@ -105,6 +107,9 @@ int ProbeJournal(const std::string& path)
         return ENAMETOOLONG;
     }
     const ShortLivedFd fd(OpenSocket());
+    if (fd.Get() < 0) {
+        return errno;
+    }
     const sockaddr_un address = AddressOf(path);
     const auto* const generic = reinterpret_cast<const sockaddr*>(&address);
     return connect(fd.Get(), generic, sizeof address) == 0 ? 0 : errno;

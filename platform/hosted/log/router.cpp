@@ -208,7 +208,8 @@ void Router::ReleaseInChild()
 namespace {
 
 // Installed at load. Before the first use, so that a fork meanwhile is safe too; and before the
-// handlers of those who log, so that at a fork their locks are taken before this one.
+// handlers of a host, so that at a fork its locks are taken before this one. The layer's own are
+// taken after it, or before: the linker orders the two constructors, and nobody logs under them.
 [[gnu::constructor]] void InstallForkHandlers()
 {
     pthread_atfork(Router::HoldAcrossFork, Router::ReleaseInParent, Router::ReleaseInChild);
