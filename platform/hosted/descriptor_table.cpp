@@ -110,6 +110,9 @@ int DescriptorTable::SetTimeout(int number, int timeoutMs)
     if (descriptor == nullptr) {
         return EBADF;
     }
+    if (!descriptor->isBusy && descriptor->file.lifeIsOver) {  // else the file is the call's
+        return EPIPE;
+    }
     descriptor->timeoutMs = timeoutMs;
     return 0;
 }

@@ -53,7 +53,7 @@ public:
     // Waits for the call that runs, frees the number and hands out what it stood for. EBADF.
     Outcome<OpenFile> Remove(int number) HOSTED_EXCLUDES(mutex_);
 
-    // EBADF.
+    // EBADF; EPIPE when a call has found the life of the owner to be over.
     int SetTimeout(int number, int timeoutMs) HOSTED_EXCLUDES(mutex_);
 
     void LockForFork();

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <cerrno>
 #include <future>
 #include <memory>
 #include <thread>
@@ -65,6 +66,20 @@ TEST_F(OwnerLife, ADescriptorThatTimedOutIsEPIPEAfterTheOwnersDeath)
     owner = std::make_unique<OwnerProcess>();
 
     EXPECT_EQ(Ioctl(fd, kEcho), (CallResult{-1, EPIPE}));
+}
+
+TEST_F(OwnerLife, ADescriptorThatIsKnownToBeOverTakesNoTimeOutAnyMore)
+{
+    auto owner = std::make_unique<OwnerProcess>();
+    const int fd = OpenOrFail();
+    owner = nullptr;
+    EXPECT_EQ(Ioctl(fd, kEcho), (CallResult{-1, EPIPE}));
+    errno = 0;
+
+    EXPECT_EQ(IAMResetFileConfig(fd, 1000), -1);
+    EXPECT_EQ(errno, EPIPE);
+
+    EXPECT_EQ(Close(fd), (CallResult{0, 0}));
 }
 
 TEST_F(OwnerLife, AnOwnerRestartedBetweenTwoExchangesIsFoundByTheNextOpen)
