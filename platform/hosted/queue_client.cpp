@@ -27,13 +27,10 @@ QueueClient& QueueClient::Instance()
 
 Outcome<int> QueueClient::Open(std::string_view name)
 {
-    QueueLink::Opened link = QueueLink::Open(name);
-    if (!link) {
-        return Outcome<int>::Failed(link.error);
+    Outcome<SubscriptionPointer> subscription = QueueSubscription::Open(std::string(name), *this);
+    if (!subscription) {
+        return Outcome<int>::Failed(subscription.error);
     }
-    QueueSubscription::Deliveries& deliveries = *this;
-    auto subscription =
-        std::make_shared<QueueSubscription>(std::string(name), std::move(link.value), deliveries);
     const MutexLock lock(mutex_);
     const std::optional<int> slot = slots_.TakeLowest();
     if (!slot) {
@@ -46,7 +43,7 @@ Outcome<int> QueueClient::Open(std::string_view name)
         slots_.Release(*slot);
         throw;
     }
-    subscriptions_[index] = std::move(subscription);
+    subscriptions_[index] = std::move(subscription.value);
     return Succeeded(NumberOf({DescriptorRange::kQueue, *slot}));
 }
 

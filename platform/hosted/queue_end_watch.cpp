@@ -30,7 +30,7 @@ int EndWatch::Watch(const std::shared_ptr<QueueLink>& link)
     }
     const int error = errno;
     links_.erase(lastKey_);
-    return error;
+    return error == EEXIST ? 0 : error;
 }
 
 int EndWatch::StartOnce()

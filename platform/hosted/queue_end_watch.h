@@ -18,7 +18,8 @@ public:
     // Built once, never destroyed.
     static EndWatch& Instance();
 
-    // Calls `NoteEnd` when the other end of the link's socket is gone, once. 0 or an errno number.
+    // Calls `NoteEnd` when the other end of the link's socket is gone, once. 0, for a link that is
+    // watched already too, or an errno number.
     int Watch(const std::shared_ptr<QueueLink>& link) HOSTED_EXCLUDES(mutex_);
 
     void LockForFork();

@@ -60,8 +60,11 @@ int QueueService::Start(UniqueFd listener, std::function<void()> onEnd)
     }
     listener_ = std::move(listener);
     spare_ = MakeSpareFd();
-    Watch(listener_.Get());
-    Watch(stopEvent_.Get());
+    for (const int fd : {listener_.Get(), stopEvent_.Get()}) {
+        if (const int error = Watch(fd); error != 0) {
+            return error;
+        }
+    }
     return StartThread("ownerlink-queue", [this, onEnd = std::move(onEnd)] {
         Run();
         onEnd();
@@ -80,12 +83,13 @@ void QueueService::Stop()
     [[maybe_unused]] const ssize_t written = write(stopEvent_.Get(), &one, sizeof one);
 }
 
-void QueueService::Watch(int fd) const
+// 0 or an errno number.
+int QueueService::Watch(int fd) const
 {
     epoll_event event = {};
     event.events = EPOLLIN | EPOLLRDHUP;
     event.data.fd = fd;
-    epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, fd, &event);
+    return epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, fd, &event) == 0 ? 0 : errno;
 }
 
 // A subscriber's memory is freed at the end of the service too; its close hook is not run.
@@ -124,7 +128,7 @@ void QueueService::Serve(int fd)
         HOSTED_LOG(kLogError, "a subscription to %.128s is lost: no memory", name_.c_str());
         const auto found = subscribers_.find(fd);
         if (found != subscribers_.end()) {
-            End(*found->second);
+            Refuse(*found->second, EBUSY);
         }
     }
 }
@@ -137,10 +141,17 @@ UniqueFd QueueService::Accept() const
 void QueueService::AcceptOne()
 {
     UniqueFd socket = Accept();
-    if (socket) {
-        Admit(std::move(socket));
-    } else if (IsShortage(errno)) {
-        ShedOne();
+    if (!socket) {
+        if (IsShortage(errno)) {
+            ShedOne();
+        }
+        return;
+    }
+    try {
+        Admit(socket);
+    } catch (const std::bad_alloc&) {
+        SendVerdict(socket, EBUSY);
+        throw;
     }
 }
 
@@ -161,7 +172,7 @@ void QueueService::ShedOne()
     spare_ = MakeSpareFd();
 }
 
-void QueueService::Admit(UniqueFd socket)
+void QueueService::Admit(UniqueFd& socket)
 {
     const PeerCredentials peer = CredentialsOf(socket.Get());
     if (!MayConnect(socket.Get(), peer, group_)) {
@@ -183,12 +194,21 @@ void QueueService::Admit(UniqueFd socket)
         SendVerdict(socket, EBUSY);
         return;
     }
+    Keep(socket, peer);
+}
+
+void QueueService::Keep(UniqueFd& socket, const PeerCredentials& peer)
+{
     const int fd = socket.Get();
     auto subscriber = std::make_unique<Subscriber>();
-    subscriber->socket = std::move(socket);
     subscriber->peer = peer;
-    subscribers_[fd] = std::move(subscriber);
-    Watch(fd);
+    Subscriber& kept = *(subscribers_[fd] = std::move(subscriber));
+    kept.socket = std::move(socket);
+    if (const int error = Watch(fd); error != 0) {
+        HOSTED_LOG(kLogError, "subscription of process %d to %.128s failed: %s", peer.process,
+                   name_.c_str(), strerror(error));
+        Refuse(kept, EBUSY);
+    }
 }
 
 Refusal QueueService::CheckLimits(const PeerCredentials& peer) const

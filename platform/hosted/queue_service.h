@@ -60,7 +60,9 @@ private:
     void AcceptOne();
     void ShedOne();
     UniqueFd Accept() const;
-    void Admit(UniqueFd socket);
+    // Both leave the socket where it is until nothing can throw.
+    void Admit(UniqueFd& socket);
+    void Keep(UniqueFd& socket, const PeerCredentials& peer);
     Refusal CheckLimits(const PeerCredentials& peer) const;
     void EndDeadSubscribers();
     void Receive(Subscriber& subscriber);
@@ -71,7 +73,7 @@ private:
     void End(Subscriber& subscriber);
     void Close(Subscriber& subscriber);
     IamQfsMgrFile* TakeFile(void* queue);
-    void Watch(int fd) const;
+    int Watch(int fd) const;
 
     const std::string name_;
     const IAMQueueOps ops_;

@@ -41,11 +41,28 @@ struct ReaderSystem {
 
 }  // namespace
 
-QueueSubscription::QueueSubscription(std::string name, std::shared_ptr<QueueLink> link,
-                                     Deliveries& deliveries)
+// What wakes the reader comes first: without it no owner need be asked.
+Outcome<std::shared_ptr<QueueSubscription>> QueueSubscription::Open(std::string name,
+                                                                    Deliveries& deliveries)
+{
+    using Opened = Outcome<std::shared_ptr<QueueSubscription>>;
+    UniqueFd wake = UniqueFd::Make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); });
+    if (!wake) {
+        return Opened::Failed(errno);
+    }
+    QueueLink::Opened link = QueueLink::Open(name);
+    if (!link) {
+        return Opened::Failed(link.error);
+    }
+    return Succeeded(std::make_shared<QueueSubscription>(std::move(name), std::move(wake),
+                                                         std::move(link.value), deliveries));
+}
+
+QueueSubscription::QueueSubscription(std::string name, UniqueFd wake,
+                                     std::shared_ptr<QueueLink> link, Deliveries& deliveries)
     : name_(std::move(name)),
       deliveries_(deliveries),
-      wake_(UniqueFd::Make([] { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); })),
+      wake_(std::move(wake)),
       link_(std::move(link))
 {
 }

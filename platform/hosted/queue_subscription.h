@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/hosted/mutex.h"
+#include "platform/hosted/outcome.h"
 #include "platform/hosted/queue_link.h"
 #include "platform/hosted/queue_next_life.h"
 #include "platform/hosted/unique_fd.h"
@@ -29,8 +30,13 @@ public:
         virtual void End() = 0;
     };
 
-    // `deliveries` outlives it.
-    QueueSubscription(std::string name, std::shared_ptr<QueueLink> link, Deliveries& deliveries);
+    // Subscribes to `name`. Errors as `QueueLink::Open`, or EMFILE and the like. `deliveries`
+    // outlives it.
+    static Outcome<std::shared_ptr<QueueSubscription>> Open(std::string name,
+                                                            Deliveries& deliveries);
+
+    QueueSubscription(std::string name, UniqueFd wake, std::shared_ptr<QueueLink> link,
+                      Deliveries& deliveries);
 
     // Starts the reader of `self`, which holds it until it ends. 0 or an errno number: EALREADY.
     static int StartReading(const std::shared_ptr<QueueSubscription>& self, int number,
