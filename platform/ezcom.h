@@ -51,7 +51,8 @@ int EzcomSendResponse(int pipe, const EzcomResponse* response);
 /// share a pipe, and each gets its own response. `response` is overwritten on success alone.
 ///
 /// While one end waits for a response it keeps up to 64 requests that come in meanwhile; with more,
-/// the response behind them is reached when this end has received some of them.
+/// the response behind them is reached when this end has received some of them, or when the peer is
+/// gone.
 int EzcomRPCSync(int pipe, EzcomRequest* request, EzcomResponse* response);
 
 /// The same within `timeout` milliseconds: 1 or more, or -1 for no limit, else -EINVAL. -ETIMEDOUT:

@@ -1,5 +1,6 @@
 #include "platform/hosted/pipe.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
@@ -13,9 +14,17 @@
 namespace hosted {
 namespace {
 
+constexpr int kLookForEndMs = 100;  // while nobody reads
+
 bool IsGone(int error)
 {
     return error == EPIPE || error == ECONNRESET || error == ENOTCONN;
+}
+
+bool HasHungUp(int fd)
+{
+    pollfd entry = {fd, POLLRDHUP, 0};
+    return poll(&entry, 1, 0) > 0;
 }
 
 uint64_t NewIdentity()
@@ -158,10 +167,19 @@ int Pipe::Await(const PendingCall* call, const TimeLimit& limit)
         if (ended_ != 0 || !inTime) {
             return ended_ != 0 ? ended_ : ETIMEDOUT;
         }
-        const bool mayRead = !isReading_ && requests_.size() < kWaitingRequests;
-        inTime = mayRead ? ReadForAll(limit) : WaitForReader(limit);
+        if (isReading_) {
+            inTime = WaitForReader(limit);
+        } else {
+            inTime = HasRoom() ? ReadForAll(limit) : WaitForRoom(limit);
+        }
     }
     return 0;
+}
+
+// What is left behind a hang-up is no more than the socket's buffer holds.
+bool Pipe::HasRoom() const
+{
+    return isHungUp_ || requests_.size() < kWaitingRequests;
 }
 
 bool Pipe::WaitForReader(const TimeLimit& limit)
@@ -171,6 +189,18 @@ bool Pipe::WaitForReader(const TimeLimit& limit)
     }
     changed_.Wait(mutex_);
     return true;
+}
+
+// Nobody reads, so that nobody would see the end: whoever receives makes room, and one who has
+// gone makes none.
+bool Pipe::WaitForRoom(const TimeLimit& limit)
+{
+    const Deadline look = limit ? limit->NoLaterThan(kLookForEndMs) : Deadline(kLookForEndMs);
+    if (changed_.WaitUntil(mutex_, look.End())) {
+        return true;
+    }
+    isHungUp_ = HasHungUp(socket_.Get());
+    return isHungUp_ || !limit || limit->RemainingMs() > 0;
 }
 
 bool Pipe::ReadForAll(const TimeLimit& limit)
@@ -246,12 +276,15 @@ void Pipe::TakeResponse(const PipeHeader& header)
 void Pipe::End(int error)
 {
     ended_ = error;
-    ShutDown();
+    shutdown(socket_.Get(), SHUT_RDWR);
 }
 
 void Pipe::ShutDown()
 {
     shutdown(socket_.Get(), SHUT_RDWR);
+    const MutexLock lock(mutex_);
+    isHungUp_ = true;
+    changed_.NotifyAll();
 }
 
 }  // namespace hosted

@@ -50,7 +50,7 @@ public:
     int Receive(EzcomRequest& request, const TimeLimit& limit) HOSTED_EXCLUDES(mutex_);
 
     // Ends the calls that wait, at both ends.
-    void ShutDown();
+    void ShutDown() HOSTED_EXCLUDES(mutex_);
 
     const PipeOrigin& Origin() const { return origin_; }
 
@@ -72,7 +72,9 @@ private:
     // Waits for the response of `call`, or for a request where that is null.
     int Await(const PendingCall* call, const TimeLimit& limit) HOSTED_REQUIRES(mutex_);
     bool HasCome(const PendingCall* call) const HOSTED_REQUIRES(mutex_);
+    bool HasRoom() const HOSTED_REQUIRES(mutex_);
     bool WaitForReader(const TimeLimit& limit) HOSTED_REQUIRES(mutex_);
+    bool WaitForRoom(const TimeLimit& limit) HOSTED_REQUIRES(mutex_);
     bool ReadForAll(const TimeLimit& limit) HOSTED_REQUIRES(mutex_);
     ReadEnd Read(PipeHeader* header, const TimeLimit& limit) HOSTED_EXCLUDES(mutex_);
     void Take(const PipeHeader& header) HOSTED_REQUIRES(mutex_);
@@ -88,7 +90,8 @@ private:
     Mutex mutex_;
     Condition changed_;
     bool isReading_ HOSTED_GUARDED_BY(mutex_) = false;
-    int ended_ HOSTED_GUARDED_BY(mutex_) = 0;  // an errno number: nothing comes any more
+    bool isHungUp_ HOSTED_GUARDED_BY(mutex_) = false;  // the peer sends nothing any more
+    int ended_ HOSTED_GUARDED_BY(mutex_) = 0;          // an errno number: nothing comes any more
     std::vector<PendingCall*> calls_ HOSTED_GUARDED_BY(mutex_);
     std::deque<EzcomRequest> requests_ HOSTED_GUARDED_BY(mutex_);
 };

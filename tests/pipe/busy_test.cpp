@@ -30,6 +30,24 @@ protected:
             EXPECT_EQ(call.get(), 0);
         }
     }
+    // More requests than a call that waits for `asked` keeps, none of which is received.
+    void SendMoreThanACallKeeps(const Request& asked)
+    {
+        ASSERT_EQ(EzcomReceiveRequest(pair_.far, asked, kNoLimit), 0);
+        for (int i = 0; i < kMoreThanKept; ++i) {
+            ASSERT_EQ(EzcomSendRequest(pair_.far, Request(std::to_string(i))), 0);
+        }
+    }
+    void ReceiveThemAndTheEnd()
+    {
+        for (int i = 0; i < kMoreThanKept; ++i) {
+            ASSERT_EQ(ReceiveText(pair_.near), std::to_string(i));
+        }
+        EXPECT_EQ(EzcomReceiveRequest(pair_.near, Request(), kNoLimit), -EPIPE);
+        EXPECT_EQ(EzcomClosePipe(pair_.near), 0);
+    }
+
+    static constexpr int kMoreThanKept = 70;
 
     PipePair pair_;
     std::vector<std::future<int>> calls_;
@@ -106,6 +124,58 @@ TEST_F(BusyPipe, LetsACallReachItsResponseBehindManyRequests)
     }
 
     EXPECT_EQ(calls_.front().get(), 0);
+}
+
+TEST_F(BusyPipe, EndsACallBehindManyRequestsWithItsPeer)
+{
+    StartCalls(2);
+    SendMoreThanACallKeeps(Request());
+
+    EXPECT_EQ(EzcomClosePipe(pair_.far), 0);
+
+    EXPECT_EQ(calls_[0].get(), -EPIPE);
+    EXPECT_EQ(calls_[1].get(), -EPIPE);
+    ReceiveThemAndTheEnd();
+}
+
+TEST_F(BusyPipe, EndsACallBehindManyRequestsWhenItIsShutDown)
+{
+    StartCalls(2);
+    SendMoreThanACallKeeps(Request());
+
+    EXPECT_EQ(EzcomShutDownPipe(pair_.near), 0);
+
+    EXPECT_EQ(calls_[0].get(), -EPIPE);
+    EXPECT_EQ(calls_[1].get(), -EPIPE);
+    ReceiveThemAndTheEnd();
+}
+
+TEST_F(BusyPipe, EndsATimedCallBehindManyRequestsWithItsPeer)
+{
+    auto call = std::async(std::launch::async, [&] {
+        return EzcomTimedRPCSync(pair_.near, Request("ask"), Response(), 60000);
+    });
+    SendMoreThanACallKeeps(Request());
+
+    EXPECT_EQ(EzcomClosePipe(pair_.far), 0);
+
+    EXPECT_EQ(call.get(), -EPIPE);
+    ReceiveThemAndTheEnd();
+}
+
+TEST_F(BusyPipe, FindsTheResponseBehindManyRequestsOfAPeerThatHasEnded)
+{
+    StartCalls(1);
+    const Request asked;
+    SendMoreThanACallKeeps(asked);
+    const Response response("answer");
+    EXPECT_EQ(EzcomAnswer(response, asked), 0);
+    EXPECT_EQ(EzcomSendResponse(pair_.far, response), 0);
+
+    EXPECT_EQ(EzcomClosePipe(pair_.far), 0);
+
+    EXPECT_EQ(calls_.front().get(), 0);
+    ReceiveThemAndTheEnd();
 }
 
 TEST_F(BusyPipe, AnswersEagainToThe65thCallInFlight)
