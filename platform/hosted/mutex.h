@@ -20,7 +20,7 @@
 
 namespace hosted {
 
-// The lower-case names let std::condition_variable_any wait on it.
+// With the names of std::mutex, as the other kind has them.
 class HOSTED_TSA(capability("mutex")) Mutex {
 public:
     Mutex() = default;
