@@ -2,22 +2,19 @@
 
 #include <grp.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
+
+#include "platform/hosted/hosted_log.h"
 
 namespace hosted {
 namespace {
 
 constexpr const char* kDefaultGroup = "ownerlink";
-
-std::optional<gid_t> NumberOf(const std::string& name)
-{
-    std::vector<char> buffer(16384);
-    group entry = {};
-    group* found = nullptr;
-    const int error = getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
-    return error == 0 && found != nullptr ? std::optional<gid_t>(found->gr_gid) : std::nullopt;
-}
+constexpr size_t kEntryBytes = 16384;           // of most groups with all their members
+constexpr size_t kMostEntryBytes = 16U << 20U;  // of any
 
 }  // namespace
 
@@ -27,10 +24,35 @@ const char* GroupName()
     return name != nullptr && *name != '\0' ? name : kDefaultGroup;
 }
 
+// Without a lock, which a fork might meet: those who ask at once may each look.
 std::optional<gid_t> PermittedGroup::Number() const
 {
-    std::call_once(isLookedUp_, [this] { number_ = NumberOf(name_); });
-    return number_;
+    int64_t answer = answer_.load();
+    if (answer == kUnknown) {
+        answer = LookUp();
+        if (answer != kUnknown) {
+            answer_.store(answer);
+        }
+    }
+    return answer >= 0 ? std::optional(static_cast<gid_t>(answer)) : std::nullopt;
+}
+
+int64_t PermittedGroup::LookUp() const
+{
+    group entry = {};
+    group* found = nullptr;
+    int error = ERANGE;
+    std::vector<char> buffer;
+    for (size_t size = kEntryBytes; error == ERANGE && size <= kMostEntryBytes; size *= 2) {
+        buffer.resize(size);
+        error = getgrnam_r(name_.c_str(), &entry, buffer.data(), buffer.size(), &found);
+    }
+    if (error != 0) {
+        HOSTED_LOG(kLogError, "group %.128s cannot be looked up: %s", name_.c_str(),
+                   strerror(error));
+        return kUnknown;
+    }
+    return found != nullptr ? found->gr_gid : kNone;
 }
 
 }  // namespace hosted
