@@ -181,10 +181,14 @@ void OwnerServer::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
         leftServices->push_back(std::move(service));
     }
     leftConnections->merge(connections_);
+    connections_.clear();
     services_.clear();
-    threads_.ForgetInChild();
+    peers_.ForgetInChild();
     stopping_.store(false);
-    runningHooks_.store(0);
+    const int staying = HooksOnThisThread();  // of all threads only the one that forked is here
+    threads_.ForgetInChild(staying);
+    runningHooks_.store(staying);
+    callbacks_.Set(staying);
     turns_.Forget();
 }
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <list>
 
 namespace hosted {
 namespace {
@@ -88,8 +89,10 @@ void OwnerPeers::Leave(const std::shared_ptr<Peer>& peer)
     if (peer->others != nullptr) {
         peer->others->connections.Leave();
     }
-    if (peer->connections.Count() == 0) {
-        peers_.erase({peer->process, peer->user});
+    const auto found = peers_.find({peer->process, peer->user});
+    // After a fork another may stand in the place of the one that was left behind.
+    if (peer->connections.Count() == 0 && found != peers_.end() && found->second == peer) {
+        peers_.erase(found);
     }
 }
 
@@ -115,6 +118,14 @@ void OwnerPeers::LockForFork() HOSTED_TSA(no_thread_safety_analysis)
 void OwnerPeers::UnlockAfterFork() HOSTED_TSA(no_thread_safety_analysis)
 {
     mutex_.unlock();
+}
+
+// The sums are left where they are: connections that were left behind still take from them.
+void OwnerPeers::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
+{
+    static auto* const leftUsers = new std::list<std::map<uid_t, PeerUser>>;
+    leftUsers->push_back(std::exchange(users_, {}));
+    peers_.clear();
 }
 
 }  // namespace hosted

@@ -45,6 +45,7 @@ public:
     }
     void Leave() { count_.fetch_sub(1); }
     int Count() const { return count_.load(); }
+    void Set(int count) { count_.store(count); }
 
 private:
     std::atomic<int> count_{0};
@@ -82,6 +83,7 @@ public:
 
     void LockForFork();
     void UnlockAfterFork();
+    void ForgetInChild();
 
 private:
     using Key = std::pair<pid_t, uid_t>;

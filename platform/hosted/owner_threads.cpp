@@ -154,11 +154,11 @@ void OwnerThreads::Stop()
     (void)!write(stopEvent_.Get(), &one, sizeof one);
 }
 
-void OwnerThreads::ForgetInChild()
+void OwnerThreads::ForgetInChild(int staying)
 {
     epoll_.Reset();
     stopEvent_.Reset();
-    threads_.store(0);
+    threads_.store(staying);
     waiting_.store(0);
     stopping_.store(false);
 }

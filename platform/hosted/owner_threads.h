@@ -51,8 +51,8 @@ public:
     // Ends each thread that waits or comes to wait.
     void Stop();
 
-    // In the child: the threads are gone.
-    void ForgetInChild();
+    // In the child: the threads are gone, but for `staying` that forked in a hook.
+    void ForgetInChild(int staying);
 
 private:
     bool Spawn();

@@ -169,7 +169,7 @@ void QueueClient::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
     }
     subscriptions_.clear();
     slots_ = {};
-    running_.store(0);
+    running_.store(deliveriesOnThisThread);  // of all threads only the one that forked is here
     stopping_.store(false);
 }
 

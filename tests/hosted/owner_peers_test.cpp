@@ -112,3 +112,24 @@ TEST(OwnerPeers, DoNotSumTheOwnersOwnUser)
         ASSERT_FALSE(peers.Admit(Own(i)).second);
     }
 }
+
+TEST(OwnerPeers, StartAnewInAForkedChildBesideThoseThatWereLeftBehind)
+{
+    OwnerPeers peers;
+    const auto left = peers.Admit(Foreign(1)).first;
+    for (int i = 0; i < kRequestsPerProcess; ++i) {
+        ASSERT_FALSE(left->EnterRequest());
+    }
+    peers.LockForFork();
+    peers.ForgetInChild();
+    peers.UnlockAfterFork();
+
+    const auto anew = peers.Admit(Foreign(1)).first;
+    EXPECT_FALSE(anew->EnterRequest());
+    EXPECT_EQ(anew->others->requests.Count(), 1);
+
+    left->LeaveRequest();
+    peers.Leave(left);
+    EXPECT_EQ(anew->others->requests.Count(), 1);
+    EXPECT_EQ(peers.Admit(Foreign(1)).first, anew);
+}

@@ -43,15 +43,7 @@ size_t Sockets()
 
 void RegisterEcho(const char* name)
 {
-    IAMFileOps ops = {};
-    ops.open = [](IAMMgrFile*) {
-        return 0;
-    };
-    ops.ioctl = [](IAMMgrFile*, unsigned int, IAMIoctlArg* argument) {
-        return static_cast<int>(argument->size);
-    };
-    const IAMServiceDesc desc = {name, &ops, 5000};
-    ASSERT_EQ(IAMRegisterService(&desc), 0);
+    ASSERT_EQ(RegisterHere(name), (CallResult{0, 0}));
 }
 
 }  // namespace

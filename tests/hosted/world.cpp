@@ -193,6 +193,23 @@ CallResult Close(int fd)
     return ResultOf(IAMFileClose(fd));
 }
 
+int AnswerSize(IAMMgrFile* /*file*/, unsigned int /*command*/, IAMIoctlArg* argument)
+{
+    return static_cast<int>(argument->size);
+}
+
+CallResult RegisterHere(const char* name, IoctlHook ioctl)
+{
+    IAMFileOps ops = {};
+    ops.open = [](IAMMgrFile*) {
+        return 0;
+    };
+    ops.ioctl = ioctl;
+    const IAMServiceDesc desc = {name, &ops, 5000};
+    errno = 0;
+    return ResultOf(IAMRegisterService(&desc));
+}
+
 int OpenOrFail(const std::string& name)
 {
     const CallResult opened = Open(name);

@@ -76,6 +76,11 @@ CallResult Ioctl(int fd, uint32_t command);  // with a buffer of 64 bytes that n
 CallResult Read(int fd, std::string& buffer);
 CallResult Close(int fd);
 
+// Publishes `name` in this process with an open hook that lets everybody in.
+using IoctlHook = int (*)(IAMMgrFile*, unsigned int, IAMIoctlArg*);
+int AnswerSize(IAMMgrFile* file, unsigned int command, IAMIoctlArg* argument);
+CallResult RegisterHere(const char* name, IoctlHook ioctl = AnswerSize);
+
 int OpenOrFail(const std::string& name = kName);
 TestCounts CountsOf(int fd);
 

@@ -4,8 +4,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <future>
@@ -23,6 +25,31 @@ using Exit = HostedTest;
 
 int Ignore(int, void*, unsigned long)
 {
+    return 0;
+}
+
+// Where a child says that its delivery has come to its end.
+std::array<int, 2> ending = {-1, -1};
+
+// Ends the process that it runs in, and returns a while after it has begun to end.
+int ExitBeneath(int fd, void*, unsigned long)
+{
+    std::thread([] { std::exit(0); }).detach();
+    while (IAMFastReadAsync(fd, Ignore) != static_cast<size_t>(-ESHUTDOWN)) {
+        std::this_thread::yield();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return static_cast<int>(write(ending[1], "e", 1));
+}
+
+// In the first delivery alone.
+int ForkAndSubscribe(int, void*, unsigned long)
+{
+    static std::atomic<bool> hasForked{false};
+    if (!hasForked.exchange(true) && fork() == 0) {
+        alarm(20);
+        IAMFastReadAsync(OpenOrFail(kQueue), ExitBeneath);
+    }
     return 0;
 }
 
@@ -151,6 +178,33 @@ TEST_F(Fork, WithinADeliveryEndsTheReaderInTheChild)
         EXPECT_GT(waitpid(-1, &status, 0), 0);
         EXPECT_EQ(status, 0);  // the reader was the child's only thread
     }
+}
+
+TEST_F(Fork, WithinADeliveryLeavesTheChildsOwnDeliveriesToBeWaitedForAtItsExit)
+{
+    if (!kMayEndThreadInChild) {
+        GTEST_SKIP() << "a thread that ends takes locks of the sanitizer";
+    }
+    QueueOwner owner;
+    static const pid_t process = getpid();
+    std::atexit([] {
+        if (getpid() != process) {
+            _exit(0);  // behind the layer's handler, ahead of what is the test's own
+        }
+    });
+    ASSERT_EQ(pipe2(ending.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(IAMFastReadAsync(OpenOrFail(kQueue), ForkAndSubscribe), 0U);
+    owner.Tell("report 1");
+    owner.Tell("files 2");
+    close(ending[1]);
+
+    owner.Tell("report 2");
+
+    char byte = 0;
+    EXPECT_EQ(read(ending[0], &byte, 1), 1);
+    int status = -1;
+    EXPECT_GT(waitpid(-1, &status, 0), 0);  // the owner runs on
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(Exit, OfASubscriberWaitsForTheDeliveryThatRuns)
