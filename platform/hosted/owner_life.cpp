@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string>
 #include <utility>
 
 #include "platform/hosted/endpoint_name.h"
@@ -41,6 +42,7 @@ int OwnerServer::Register(const IAMServiceDesc& desc)
     if (error != 0) {
         return error;
     }
+    const std::string name = desc.name;  // may throw: ahead of the publishing
     {
         const Turn turn(turns_);
         error = stopping_.load() ? ESHUTDOWN : Publish(desc);
@@ -50,7 +52,7 @@ int OwnerServer::Register(const IAMServiceDesc& desc)
                    RuntimeDirPath().c_str(), strerror(error));
         return error;
     }
-    log::Router::NameOwner(desc.name);
+    log::Router::NameOwner(name);
     HOSTED_LOG(kLogInfo, "resource %.128s is published in %s", desc.name, RuntimeDirPath().c_str());
     return 0;
 }
@@ -94,22 +96,33 @@ int OwnerServer::StartOnce()
 int OwnerServer::GoUp(const RuntimeDir& directory, std::unique_ptr<OwnerService> service,
                       uint32_t timeoutMs)
 {
+    {
+        const MutexLock lock(mutex_);
+        services_.reserve(services_.size() + 1);  // may throw: ahead of the publishing
+    }
     const Endpoint endpoint{service->instance, timeoutMs, EndpointKind::kFile};
     Outcome<UniqueFd> listener = PublishAndListen(directory, service->name, endpoint);
     if (!listener) {
         return listener.error;
     }
     service->listener = std::move(listener.value);
-    return Serve(std::move(service));
+    const int error = Serve(service);
+    if (error != 0) {
+        WithdrawEndpoint(directory, service->name, service->instance);
+    }
+    return error;
 }
 
-// From here on the service stays, so that its threads need no lock to look at it.
-int OwnerServer::Serve(std::unique_ptr<OwnerService> service)
+// Moved from at success alone. From then on the service stays, so that its threads need no lock to
+// look at it.
+int OwnerServer::Serve(std::unique_ptr<OwnerService>& service)
 {
     const MutexLock lock(mutex_);
-    services_.push_back(std::move(service));
-    OwnerService& kept = *services_.back();
-    return threads_.Watch(kept.listener.Get(), &kept, true);
+    const int error = threads_.Watch(service->listener.Get(), service.get(), true);
+    if (error == 0) {
+        services_.push_back(std::move(service));
+    }
+    return error;
 }
 
 void OwnerServer::Stop()

@@ -82,7 +82,7 @@ private:
     int Publish(const IAMServiceDesc& desc) HOSTED_EXCLUDES(mutex_);
     int GoUp(const RuntimeDir& directory, std::unique_ptr<OwnerService> service, uint32_t timeoutMs)
         HOSTED_EXCLUDES(mutex_);
-    int Serve(std::unique_ptr<OwnerService> service) HOSTED_EXCLUDES(mutex_);
+    int Serve(std::unique_ptr<OwnerService>& service) HOSTED_EXCLUDES(mutex_);
     void EndServices(const RuntimeDir* directory) HOSTED_REQUIRES(mutex_);
     void EndIdleConnections() HOSTED_REQUIRES(mutex_);
 

@@ -1,10 +1,15 @@
 // What resource files answer without memory or descriptors, and that nothing is lost over it.
 #include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <new>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "platform/hosted/owner_peers.h"
 #include "platform/hosted/socket_address.h"
@@ -39,7 +44,21 @@ private:
     rlimit before_ = {};
 };
 
+std::atomic<int> epollError{0};  // of each call, unless it is 0
+
 }  // namespace
+
+// In the place of the C library's for what is linked into this program.
+extern "C" int __real_epoll_ctl(int epoll, int operation, int fd, epoll_event* event);
+extern "C" int __wrap_epoll_ctl(int epoll, int operation, int fd, epoll_event* event)
+{
+    const int error = epollError.load();
+    if (error == 0) {
+        return __real_epoll_ctl(epoll, operation, fd, event);
+    }
+    errno = error;
+    return -1;
+}
 
 TEST_F(Shortage, AnOpenWithoutMemoryLosesNeitherADescriptorNorANumber)
 {
@@ -114,6 +133,39 @@ TEST_F(Shortage, AConnectionWithoutADescriptorSaysSo)
     }
 
     EXPECT_EQ(error, 0);
+}
+
+TEST_F(Shortage, ARegistrationThatNobodyCanServeLeavesTheNameFree)
+{
+    ASSERT_EQ(RegisterHere("dp:/res/test/other"), (CallResult{0, 0}));
+    const std::vector<std::string> files = directory_.Files();
+    const size_t descriptors = OpenDescriptors();
+
+    epollError = ENOSPC;
+    const CallResult registered = RegisterHere(kName);
+    epollError = 0;
+
+    EXPECT_EQ(registered, (CallResult{-1, ENOSPC}));
+    EXPECT_EQ(Open(), (CallResult{-1, ENOENT}));
+    EXPECT_EQ(directory_.Files().size(), files.size() + 1);  // the lock's file
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+    EXPECT_EQ(RegisterHere(kName), (CallResult{0, 0}));
+    EXPECT_EQ(Ioctl(OpenOrFail(), kEcho), (CallResult{64, 0}));
+}
+
+TEST_F(Shortage, ARegistrationWithoutMemoryLeavesTheNameFree)
+{
+    ASSERT_EQ(RegisterHere("dp:/res/test/other"), (CallResult{0, 0}));
+    CallResult registered = {-1, ENOMEM};
+    for (int n = 0; registered == CallResult{-1, ENOMEM}; ++n) {
+        EXPECT_EQ(Open(), (CallResult{-1, ENOENT})) << n;
+        FailAllocation(n);
+        registered = RegisterHere(kName);
+        FailAllocation(kNoAllocation);
+    }
+
+    EXPECT_EQ(registered, (CallResult{0, 0}));
+    EXPECT_EQ(Ioctl(OpenOrFail(), kEcho), (CallResult{64, 0}));
 }
 
 TEST(OwnerPeers, AreWholeAfterAnAdmissionWithoutMemory)
