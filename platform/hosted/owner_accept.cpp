@@ -20,6 +20,7 @@ namespace {
 constexpr int kShortagePauseMs = 100;
 
 constexpr int kUnreadAnswers = 2;  // a client of ours has one
+constexpr int kMostLookUps = 64;   // threads in the name service
 
 UniqueFd Accept(const OwnerService& service)
 {
@@ -48,6 +49,35 @@ void LogRefusal(const OwnerService& service, const PeerCredentials& peer, const 
                "connection to %.128s refused: process %d of user %u, limit of %s %d, count %d",
                service.name.c_str(), peer.process, peer.user, refusal.limitOf, refusal.limit,
                refusal.count);
+}
+
+class Counted {
+public:
+    Counted(Counter& counter, int limit) : counter_(counter), isCounted_(counter.Enter(limit)) {}
+    ~Counted()
+    {
+        if (isCounted_) {
+            counter_.Leave();
+        }
+    }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+    explicit operator bool() const { return isCounted_; }
+
+private:
+    Counter& counter_;
+    const bool isCounted_;
+};
+
+int CheckMembership(const OwnerService& service, int fd, const PeerCredentials& peer)
+{
+    if (MayConnect(fd, peer, service.group)) {
+        return 0;
+    }
+    HOSTED_LOG(kLogError, "connection to %.128s refused: process %d of user %u is not permitted",
+               service.name.c_str(), peer.process, peer.user);
+    return EACCES;
 }
 
 }  // namespace
@@ -106,11 +136,8 @@ UniqueFd OwnerServer::AcceptOne(OwnerService& service, bool* shortage)
 OwnerConnection* OwnerServer::Admit(OwnerService& service, UniqueFd fd, MessageBuffer& buffer)
 {
     const PeerCredentials credentials = CredentialsOf(fd.Get());
-    if (!MayConnect(fd.Get(), credentials, service.group)) {
-        HOSTED_LOG(kLogError,
-                   "connection to %.128s refused: process %d of user %u is not permitted",
-                   service.name.c_str(), credentials.process, credentials.user);
-        SendRefusal(fd.Get(), EACCES);
+    if (const int error = CheckPeer(service, fd.Get(), credentials); error != 0) {
+        SendRefusal(fd.Get(), error);
         return nullptr;
     }
     auto connection = std::make_unique<OwnerConnection>();
@@ -125,6 +152,23 @@ OwnerConnection* OwnerServer::Admit(OwnerService& service, UniqueFd fd, MessageB
     connection->peer = std::move(peer);
     connection->file.service = &service;
     return Keep(std::move(connection));
+}
+
+// 0, or why the peer is turned away. The name service may block for long: another thread waits
+// meanwhile, and most of the pool is kept for requests.
+int OwnerServer::CheckPeer(const OwnerService& service, int fd, const PeerCredentials& peer)
+{
+    if (IsOwnerOrRoot(peer) || service.group.IsKnown()) {
+        return CheckMembership(service, fd, peer);
+    }
+    const Counted lookUp(lookUps_, kMostLookUps);
+    if (lookUp && threads_.EnsureWaiting()) {
+        return CheckMembership(service, fd, peer);
+    }
+    LogRefusal(service, peer,
+               lookUp ? Refusal{"owner", kMaxThreads, runningHooks_.load(), false}
+                      : Refusal{"owner", kMostLookUps, lookUps_.Count(), false});
+    return EBUSY;
 }
 
 OwnerConnection* OwnerServer::Keep(std::unique_ptr<OwnerConnection> connection)

@@ -54,6 +54,7 @@ private:
     UniqueFd AcceptOne(OwnerService& service, bool* shortage) HOSTED_EXCLUDES(mutex_);
     OwnerConnection* Admit(OwnerService& service, UniqueFd fd, MessageBuffer& buffer)
         HOSTED_EXCLUDES(mutex_);
+    int CheckPeer(const OwnerService& service, int fd, const PeerCredentials& peer);
     OwnerConnection* Keep(std::unique_ptr<OwnerConnection> connection) HOSTED_EXCLUDES(mutex_);
     OwnerPeers::Admission AdmitPeer(const PeerCredentials& credentials, MessageBuffer& buffer)
         HOSTED_EXCLUDES(mutex_);
@@ -91,6 +92,7 @@ private:
     std::atomic<bool> stopping_{false};
     std::atomic<int> runningHooks_{0};
     Counter callbacks_;  // the ioctl hooks among them
+    Counter lookUps_;    // of the group, for clients that wait to be admitted
 
     Mutex mutex_;
     Condition hooksEnded_;

@@ -32,9 +32,14 @@ PeerCredentials CredentialsOf(int fd)
     return {credentials.pid, credentials.uid, credentials.gid};
 }
 
+bool IsOwnerOrRoot(const PeerCredentials& peer)
+{
+    return peer.user == geteuid() || peer.user == 0;
+}
+
 bool MayConnect(int fd, const PeerCredentials& peer, const PermittedGroup& group)
 {
-    if (peer.user == geteuid() || peer.user == 0) {
+    if (IsOwnerOrRoot(peer)) {
         return true;
     }
     const std::optional<gid_t> wanted = group.Number();

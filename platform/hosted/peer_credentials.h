@@ -17,7 +17,10 @@ struct PeerCredentials {
 // As they were when the peer connected or began to listen.
 PeerCredentials CredentialsOf(int fd);
 
-// Whether the client at `fd` may connect: this process's user, root, and the members of `group`.
+// This process's user and root, who may connect whatever the group.
+bool IsOwnerOrRoot(const PeerCredentials& peer);
+
+// Whether the client at `fd` may connect: the above, and the members of `group`.
 bool MayConnect(int fd, const PeerCredentials& peer, const PermittedGroup& group);
 
 }  // namespace hosted
