@@ -8,9 +8,9 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
-#include "client/make_room.h"
 #include "client/result_codes.h"
 #include "client/senders.h"
+#include "foundation/make_room.h"
 #include "wire/change_app_codec.h"
 #include "wire/record_windows.h"
 
@@ -53,7 +53,7 @@ size_t StatesOf(const std::map<std::string, ChangeAppThreadInfo>& infos)
 void AppendStates(const std::map<std::string, ChangeAppThreadInfo>& infos,
                   std::vector<AppChangeInfo>& result)
 {
-    MakeRoom(result, StatesOf(infos));
+    ProcMgr::MakeRoom(result, StatesOf(infos));
     for (const auto& [resFileName, info] : infos) {
         info.states.ForEach([&, &file = resFileName](std::string_view name, AppChangeState state) {
             result.emplace_back(std::string(name), state);

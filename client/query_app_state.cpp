@@ -6,9 +6,9 @@
 
 #include "client/OwnerlinkClientImpl.h"
 #include "client/client_unit.h"
-#include "client/make_room.h"
 #include "client/result_codes.h"
 #include "client/senders.h"
+#include "foundation/make_room.h"
 #include "wire/binary_fields.h"
 
 namespace Ownerlink {
@@ -214,7 +214,7 @@ void OwnerlinkClientImpl::FillQueryAppStateResult(const QuerySenders& infos,
                                                   std::vector<AppStatus>& appStatus,
                                                   int queryType) const
 {
-    MakeRoom(appStatus, AnswersOf(infos));
+    ProcMgr::MakeRoom(appStatus, AnswersOf(infos));
     for (const auto& [resFileName, info] : infos) {
         for (const AppStatusView& entry : info.appStatus) {
             appStatus.push_back({std::string(entry.appName), entry.pid, entry.status});

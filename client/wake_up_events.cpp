@@ -32,7 +32,9 @@ Callback Kept(Callback callback)
         return callback;
     }
     const Callback& kept = *new const Callback(std::move(callback));
-    return [&kept](const SysEvent& event) { kept(event); };
+    return [&kept](const SysEvent& event) {
+        kept(event);
+    };
 }
 
 }  // namespace

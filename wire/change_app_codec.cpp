@@ -5,6 +5,7 @@
 
 #include <sstream>
 
+#include "foundation/make_room.h"
 #include "foundation/ordered_walk.h"
 #include "foundation/text_reader.h"
 #include "foundation/text_writer.h"
@@ -126,7 +127,7 @@ bool PackChangeAppInfoRequest(const std::vector<AppInfo>& appInfo,
                               std::vector<std::pair<unsigned int, std::string>>& packedRequest)
 {
     ProcMgr::TextWriter writer;
-    packedRequest.reserve(packedRequest.size() + appInfo.size());
+    ProcMgr::MakeRoom(packedRequest, appInfo.size());
     for (const AppInfo& app : appInfo) {
         writer.Clear();
         if (!WriteItem(writer, app)) {

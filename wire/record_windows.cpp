@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "foundation/make_room.h"
 #include "platform/securec.h"
 #include "wire/client_unit.h"
 #include "wire/record_limits.h"
@@ -53,7 +54,7 @@ bool Combine(std::vector<Item>& items, std::vector<OwnerlinkRequestMsg>& msgs)
     }
     std::vector<unsigned int> windows;
     Cut(items, windows);
-    msgs.reserve(msgs.size() + windows.size());
+    ProcMgr::MakeRoom(msgs, windows.size());
     ProcMgr::JoinWindows(items, windows,
                          [&msgs](std::string_view payload) { AppendRecord(payload, msgs); });
     return true;

@@ -1,11 +1,12 @@
 // Room in a vector of the caller's, which may be kept over many calls.
-#ifndef OWNERLINK_CLIENT_MAKE_ROOM_H
-#define OWNERLINK_CLIENT_MAKE_ROOM_H
+#ifndef OWNERLINK_FOUNDATION_MAKE_ROOM_H
+#define OWNERLINK_FOUNDATION_MAKE_ROOM_H
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
-namespace Ownerlink {
+namespace ProcMgr {
 
 // For `count` entries more. At least doubles what it enlarges: exact room would have each call move
 // all that stands.
@@ -18,6 +19,6 @@ void MakeRoom(std::vector<Entry>& entries, size_t count)
     }
 }
 
-}  // namespace Ownerlink
+}  // namespace ProcMgr
 
 #endif
