@@ -202,6 +202,8 @@ void OwnerServer::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
     threads_.ForgetInChild(staying);
     runningHooks_.store(staying);
     callbacks_.Set(staying);
+    lookUps_.Set(0);
+    lookUps_.Set(0);
     turns_.Forget();
 }
 
