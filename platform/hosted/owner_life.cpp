@@ -203,7 +203,6 @@ void OwnerServer::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
     runningHooks_.store(staying);
     callbacks_.Set(staying);
     lookUps_.Set(0);
-    lookUps_.Set(0);
     turns_.Forget();
 }
 
