@@ -30,16 +30,17 @@ typedef struct IAMMgrFile IAMMgrFile;
 /// An owner's hooks. The platform calls them on threads of its own, several at a time, with no lock
 /// of its own held; the descriptions say what they answer and what becomes of it.
 typedef struct IAMFileOps {
-    /// Fills `buf` with at most `size` bytes and says in `*out` how many. Negative: the caller's
-    /// read fails. Asked by whoever watches the owner; must not wait.
+    /// Fills `buf` with at most `size` bytes and returns how many; `*out` is 0 and not looked at.
+    /// Negative: the caller's read fails. Asked by whoever watches the owner; must not wait.
     long (*read)(IAMMgrFile* file, char* buf, unsigned long size, long* out);
     void (*reserved1)(void);  ///< null
     /// Serves command `cmd`, with the request in `arg` and the response written over it. The result
     /// is the caller's; negative for a failure.
     int (*ioctl)(IAMMgrFile* file, unsigned int cmd, IAMIoctlArg* arg);
-    /// Ahead of a file's first message. Negative: no message of the file is served.
+    /// Ahead of a file's first message. Negative: no message of the file is served, and the close
+    /// hook runs.
     int (*open)(IAMMgrFile* file);
-    /// After a file's last message. The result is not looked at.
+    /// Once for each file whose open hook ran, after its last message. The result is not looked at.
     int (*close)(IAMMgrFile* file);
     void (*reserved5)(void);  ///< null
 } IAMFileOps;

@@ -88,13 +88,14 @@ void Serve(const Service& service, int socket)
 {
     IAMMgrFile file{socket};
     const Greeting greeting{0, service.timeoutMs, 0};
-    const bool isOpen = Send(socket, &greeting, sizeof greeting) && service.ops.open(&file) >= 0;
+    const bool isGreeted = Send(socket, &greeting, sizeof greeting);
+    const bool isOpen = isGreeted && service.ops.open(&file) >= 0;
     Message message;
     while (isOpen && ReceiveMessage(socket, message, -1)) {
         RunHook(service, file, message);
         SendMessage(socket, message);
     }
-    if (isOpen) {
+    if (isGreeted) {
         service.ops.close(&file);
     }
     CloseSocket(socket);

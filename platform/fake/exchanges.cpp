@@ -1,7 +1,6 @@
 // ioctl: scripts, the server end in the same process, and the registrations of services.
 #include <algorithm>
 #include <cstdarg>
-#include <exception>
 #include <map>
 
 #include "platform/fake/call.h"
@@ -85,18 +84,17 @@ long AskScript(Call& call, const ExchangeScript& script, const std::string& reso
 // Lets the owner's hook work on a buffer of its own, as it would in a process of its own.
 long AskService(Call& call, OpenFile& file, unsigned int command, IAMIoctlArg* arg)
 {
-    if (file.service->ops.ioctl == nullptr) {
+    if (!file.BeginMessage()) {
         return call.Return(-1, EIO);
     }
     Bytes buffer = Contents(arg);
     IAMIoctlArg copy{buffer.size(), buffer.empty() ? nullptr : buffer.data()};
-    try {
-        const int result = file.service->ops.ioctl(&file.handle, command, &copy);
-        std::copy(buffer.begin(), buffer.end(), static_cast<uint8_t*>(arg->buf));
-        return call.Return(result);
-    } catch (const std::exception&) {
+    const auto result = RunHook(file.service->ops.ioctl, &file.handle, command, &copy);
+    if (!result) {
         return call.Return(-1, EIO);
     }
+    std::copy(buffer.begin(), buffer.end(), static_cast<uint8_t*>(arg->buf));
+    return call.Return(*result, ErrorOf(*result));
 }
 
 long ExchangeAsUsual(Call& call, int fd, unsigned int command, IAMIoctlArg* arg)

@@ -225,8 +225,10 @@ using ExchangeScript =
 
 /// @{
 /// Has `script` answer all resources, or one, which goes before. A resource without a script is
-/// answered by the hooks registered for it in this process (with a copy of the buffer; an exception
-/// gives EIO); one without those fails with EPIPE. An empty script takes the former one back.
+/// answered by the hooks registered for it in this process, with a copy of the buffer; one without
+/// those fails with EPIPE. A hook's negative answer is the call's, with EREMOTEIO; an exception, or
+/// a refusal of the open hook, which runs ahead of a file's first message, gives -1 and EIO. An
+/// empty script takes the former one back.
 OWNERLINK_FAKE_EXPORT void AnswerAll(ExchangeScript script);
 OWNERLINK_FAKE_EXPORT void Answer(const std::string& resource, ExchangeScript script);
 /// @}

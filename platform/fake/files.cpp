@@ -3,8 +3,10 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <map>
 #include <utility>
+#include <vector>
 
 #include "platform/fake/call.h"
 
@@ -84,31 +86,19 @@ std::shared_ptr<OpenFile> MakeFile(const std::string& name)
     return hasOwner || !TheFiles().requiresOwners ? file : nullptr;
 }
 
-void RunCloseHooks(OpenFile& file)
+// Tells the owner of a queue of a new file. A refusal is followed by the close hook, as for every
+// open hook that has run.
+bool OpenQueue(OpenFile& file)
 {
-    if (file.service) {
-        RunHook(file.service->ops.close, &file.handle);
+    if (!file.queue) {
+        return true;
     }
-    if (file.queue) {
-        RunHook(file.queue->ops.close, file.queueFile);
+    file.queueFile = NewQueueFile(file.name.c_str());
+    const bool isOpen = RunHook(file.queue->ops.open, file.queueFile).value_or(-1) >= 0;
+    if (!isOpen) {
+        file.End();
     }
-}
-
-// Tells the owner of a new file. A refusal is followed by the close hook, as for every open hook
-// that has run.
-bool RunOpenHooks(OpenFile& file)
-{
-    long result = 0;
-    if (file.service) {
-        result = RunHook(file.service->ops.open, &file.handle);
-    } else if (file.queue) {
-        file.queueFile = NewQueueFile(file.name.c_str());
-        result = RunHook(file.queue->ops.open, file.queueFile);
-    }
-    if (result < 0) {
-        RunCloseHooks(file);
-    }
-    return result >= 0;
+    return isOpen;
 }
 
 long OpenAsUsual(Call& call, const std::string& name)
@@ -117,7 +107,7 @@ long OpenAsUsual(Call& call, const std::string& name)
     if (file == nullptr) {
         return call.Return(-1, ENOENT);
     }
-    if (!RunOpenHooks(*file)) {
+    if (!OpenQueue(*file)) {
         return call.Return(-1, EIO);
     }
     // Only now takes the file a number, for the hook may have opened and closed files itself.
@@ -141,9 +131,17 @@ long ReadAsUsual(Call& call, int fd, char* buf, std::size_t count)
     if (!file->service) {
         return call.Return(0);
     }
+    if (!file->BeginMessage()) {
+        return call.Return(-1, EIO);
+    }
+    std::vector<char> bytes(count);
     long out = 0;
-    const long result = RunHook(file->service->ops.read, &file->handle, buf, count, &out);
-    return result < 0 ? call.Return(-1, EIO) : call.Return(result);
+    const auto result = RunHook(file->service->ops.read, &file->handle, bytes.data(), count, &out);
+    if (!result || *result > static_cast<long>(count)) {
+        return call.Return(-1, EIO);
+    }
+    std::copy_n(bytes.begin(), std::max(*result, 0L), buf);
+    return call.Return(*result, ErrorOf(*result));
 }
 
 bool SetTimeout(int fd, int timeoutMs)
@@ -157,6 +155,27 @@ bool SetTimeout(int fd, int timeoutMs)
 }
 
 }  // namespace
+
+bool OpenFile::BeginMessage()
+{
+    std::call_once(begun_, [this] {
+        isServed_ = RunHook(service->ops.open, &handle).value_or(-1) >= 0;
+        if (!isServed_) {
+            RunHook(service->ops.close, &handle);
+        }
+    });
+    return isServed_;
+}
+
+void OpenFile::End()
+{
+    if (isServed_.exchange(false)) {
+        RunHook(service->ops.close, &handle);
+    }
+    if (queue) {
+        RunHook(queue->ops.close, queueFile);
+    }
+}
 
 std::shared_ptr<OpenFile> FindFile(const Lock& /*lock*/, int fd)
 {
@@ -245,7 +264,7 @@ OWNERLINK_FAKE_EXPORT int IAMFileClose(int fd)
     const auto file =
         OwnerlinkFake::detail::Remove(fd);  // also where a failure is set: so does Linux
     if (file != nullptr) {
-        OwnerlinkFake::detail::RunCloseHooks(*file);
+        file->End();
     }
     const auto usual = file != nullptr ? OwnerlinkFake::Gives(0) : OwnerlinkFake::Fails(EBADF);
     return static_cast<int>(call.Return(call.Set().value_or(usual)));

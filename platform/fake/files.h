@@ -2,7 +2,10 @@
 #ifndef OWNERLINK_PLATFORM_FAKE_FILES_H
 #define OWNERLINK_PLATFORM_FAKE_FILES_H
 
+#include <atomic>
+#include <cerrno>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -20,9 +23,19 @@ struct OpenFile {
     std::string name;
     int timeoutMs = -1;
     IAMMgrFile handle;
-    std::optional<Service> service;     // whose open hook has accepted the file
-    std::optional<QueueService> queue;  // the same for a queue
+    std::optional<Service> service;     // whose open hook the first message runs
+    std::optional<QueueService> queue;  // whose open hook has accepted the file
     IamQfsMgrFile* queueFile = nullptr;
+
+    // Runs the service's open hook ahead of the first message, and the close hook at once after a
+    // refusal. Whether messages are served. Thread-safe.
+    bool BeginMessage();
+    // The close hook that is due.
+    void End();
+
+private:
+    std::once_flag begun_;
+    std::atomic<bool> isServed_{false};
 };
 
 // The file behind a descriptor, or null. Calls in progress share it with the table.
@@ -42,15 +55,21 @@ std::optional<QueueService> FindQueueService(const Lock& lock, const std::string
 // Whether a script answers this resource.
 bool HasScript(const Lock& lock, const std::string& name);
 
-// Runs a hook of an owner; an exception or a null hook counts as a negative result.
+// What a hook of an owner answers; a null hook fails, and nothing where an exception has left it.
 template <class Hook, class... Arguments>
-long RunHook(Hook hook, Arguments... arguments)
+std::optional<long> RunHook(Hook hook, Arguments... arguments)
 {
     try {
         return hook == nullptr ? -1 : hook(arguments...);
     } catch (...) {
-        return -1;
+        return std::nullopt;
     }
+}
+
+// The errno number behind the answer of a service's hook, which is the caller's as it stands.
+inline int ErrorOf(long answer)
+{
+    return answer < 0 ? EREMOTEIO : 0;
 }
 
 }  // namespace OwnerlinkFake::detail

@@ -31,12 +31,20 @@ Verdict Call(const IAMMgrFile& file, const char* which, Hook hook)
     return {-1, true};
 }
 
-bool RunOpenHook(IAMMgrFile& file)
+// Whether the file is open. A refusal stands for all messages of the file, and its close hook runs.
+bool Open(IAMMgrFile& file)
 {
+    if (file.isOpen || file.isRefused) {
+        return file.isOpen;
+    }
     const auto hook = file.service->ops.open;
     const Verdict verdict =
         Call(file, "open", [&]() -> long { return hook != nullptr ? hook(&file) : -1; });
-    file.isOpen = !verdict.threw && verdict.result >= 0;
+    file.isOpen = true;
+    file.isRefused = verdict.threw || verdict.result < 0;
+    if (file.isRefused) {
+        RunCloseHook(file);
+    }
     return file.isOpen;
 }
 
@@ -99,8 +107,9 @@ void RunHooks(IAMMgrFile& file, MessageHeader& header, std::byte* payload)
     if ((header.flags & kFlagOpen) != 0 || file.isStale) {
         RunCloseHook(file);
         file.isStale = false;
+        file.isRefused = false;
     }
-    if (!file.isOpen && !RunOpenHook(file)) {
+    if (!Open(file)) {
         Fail(header, EIO);
     } else if ((header.flags & kFlagRead) != 0) {
         AnswerRead(file, header, payload);

@@ -24,7 +24,8 @@ struct OwnerService;
 // The file of one connection, as the hooks see it.
 struct IAMMgrFile {
     hosted::OwnerService* service = nullptr;
-    bool isOpen = false;   // the open hook has run and its close hook has not
+    bool isOpen = false;     // the open hook has run and its close hook has not
+    bool isRefused = false;  // the open hook said no: until the client opens anew
     bool isStale = false;  // the client has opened anew; the close hook is due at its next request
 };
 

@@ -241,16 +241,32 @@ TEST_F(ServiceInProcess, AnswersReads)
     EXPECT_EQ(buffer[3], 'r');
 }
 
-TEST_F(ServiceInProcess, MayRefuseAFile)
+TEST_F(ServiceInProcess, MayRefuseAFileAndServesNoMessageOfItThen)
 {
     ops_.open = RefusingOpenHook;
     Register("a");
+    const int fd = Bound::Open("a", O_RDWR);
+    Bytes buffer{1};
+    char byte = 0;
 
-    EXPECT_EQ(Bound::Open("a", O_RDWR), -1);
-
+    EXPECT_EQ(ExchangeOn(fd, 2, buffer), -1);
     EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(ExchangeOn(fd, 2, buffer), -1);
+    EXPECT_EQ(Bound::Read(fd, &byte, 1), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(Bound::Close(fd), 0);
+
     EXPECT_THAT(hookCalls, ElementsAre("refuse", "close"));
-    EXPECT_THAT(platform::OpenDescriptors(), IsEmpty());
+    EXPECT_THAT(buffer, ElementsAre(1));
+}
+
+TEST_F(ServiceInProcess, SeesNothingOfAFileThatSentNothing)
+{
+    Register("a");
+
+    EXPECT_EQ(Bound::Close(Bound::Open("a", O_RDWR)), 0);
+
+    EXPECT_THAT(hookCalls, IsEmpty());
 }
 
 TEST_F(ServiceInProcess, AnExceptionOrAMissingHookIsAnErrorOfTheExchange)
@@ -266,8 +282,60 @@ TEST_F(ServiceInProcess, AnExceptionOrAMissingHookIsAnErrorOfTheExchange)
     EXPECT_EQ(errno, EIO);
     const int lacking = Bound::Open("lacks", O_RDWR);
     EXPECT_EQ(ExchangeOn(lacking, 2, buffer), -1);
-    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(errno, EREMOTEIO);
     EXPECT_EQ(Bound::Read(lacking, nullptr, 0), -1);
+    EXPECT_EQ(errno, EREMOTEIO);
+}
+
+TEST_F(ServiceInProcess, WhatIsThrownIsAnErrorOfTheExchangeWhateverItsType)
+{
+    ops_.ioctl = [](IAMMgrFile*, unsigned int, IAMIoctlArg*) -> int {
+        throw 7;
+    };
+    ops_.read = [](IAMMgrFile*, char*, unsigned long, long*) -> long {
+        throw 7;
+    };
+    Register("a");
+    const int fd = Bound::Open("a", O_RDWR);
+    Bytes buffer{1};
+
+    EXPECT_EQ(ExchangeOn(fd, 2, buffer), -1);
+    EXPECT_EQ(errno, EIO);
+    errno = 0;
+    EXPECT_EQ(Bound::Read(fd, nullptr, 0), -1);
+    EXPECT_EQ(errno, EIO);
+}
+
+TEST_F(ServiceInProcess, ANegativeAnswerIsTheCallersAsItStands)
+{
+    ops_.ioctl = [](IAMMgrFile*, unsigned int, IAMIoctlArg* arg) {
+        static_cast<uint8_t*>(arg->buf)[0] = 9;
+        return -15794176;
+    };
+    ops_.read = [](IAMMgrFile*, char*, unsigned long, long*) {
+        return -7L;
+    };
+    Register("a");
+    const int fd = Bound::Open("a", O_RDWR);
+    Bytes buffer{1};
+
+    EXPECT_EQ(ExchangeOn(fd, 2, buffer), -15794176);
+    EXPECT_EQ(errno, EREMOTEIO);
+    EXPECT_THAT(buffer, ElementsAre(9));
+    errno = 0;
+    EXPECT_EQ(Bound::Read(fd, nullptr, 0), -7);
+    EXPECT_EQ(errno, EREMOTEIO);
+}
+
+TEST_F(ServiceInProcess, AReadThatClaimsMoreThanWasAskedForFails)
+{
+    ops_.read = [](IAMMgrFile*, char*, unsigned long size, long*) {
+        return static_cast<long>(size) + 1;
+    };
+    Register("a");
+    char bytes[2] = {'.', '.'};
+
+    EXPECT_EQ(Bound::Read(Bound::Open("a", O_RDWR), bytes, 1), -1);
     EXPECT_EQ(errno, EIO);
 }
 

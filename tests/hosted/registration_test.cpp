@@ -2,7 +2,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
+#include <mutex>
+#include <utility>
 
 #include "platform/hosted/endpoint_name.h"
 #include "tests/hosted/raw_peer.h"
@@ -24,6 +27,38 @@ int Register(const IAMServiceDesc& desc)
 {
     errno = 0;
     return IAMRegisterService(&desc);
+}
+
+std::mutex hooksMutex;
+std::string hooksThatRan;
+std::atomic<int> refusals{0};  // of the open hook, from now on
+
+int Tell(const std::string& hook, int answer)
+{
+    const std::lock_guard<std::mutex> lock(hooksMutex);
+    hooksThatRan += hook + ' ';
+    return answer;
+}
+
+std::string TakeHooks()
+{
+    const std::lock_guard<std::mutex> lock(hooksMutex);
+    return std::exchange(hooksThatRan, {});
+}
+
+IAMFileOps OpsThatTell()
+{
+    IAMFileOps ops = {};
+    ops.ioctl = [](IAMMgrFile*, unsigned int, IAMIoctlArg*) {
+        return Tell("ioctl", 42);
+    };
+    ops.open = [](IAMMgrFile*) {
+        return Tell("open", refusals-- > 0 ? -5 : 0);
+    };
+    ops.close = [](IAMMgrFile*) {
+        return Tell("close", 0);
+    };
+    return ops;
 }
 
 }  // namespace
@@ -126,6 +161,42 @@ TEST_F(Registration, OfANullHookMakesItOneThatFails)
     EXPECT_EQ(Ioctl(OpenOrFail("no-open"), 1), (CallResult{-1, EIO}));
     EXPECT_EQ(Ioctl(OpenOrFail("no-ioctl"), 1), (CallResult{-1, EREMOTEIO}));
     EXPECT_EQ(Read(OpenOrFail("no-ioctl"), buffer), (CallResult{-1, EREMOTEIO}));
+}
+
+TEST_F(Registration, WithAnOpenHookThatRefusesServesNoMessageOfTheFileAndClosesIt)
+{
+    refusals = 1;
+    const IAMFileOps ops = OpsThatTell();
+    ASSERT_EQ(Register({"refuses", &ops, 5000}), 0);
+    std::string buffer(4, '\0');
+    const int refused = OpenOrFail("refuses");
+
+    EXPECT_EQ(Ioctl(refused, 1), (CallResult{-1, EIO}));
+    EXPECT_EQ(Ioctl(refused, 1), (CallResult{-1, EIO}));
+    EXPECT_EQ(Read(refused, buffer), (CallResult{-1, EIO}));
+    EXPECT_EQ(TakeHooks(), "open close ");
+
+    Close(refused);
+    EXPECT_EQ(Ioctl(OpenOrFail("refuses"), 1), (CallResult{42, 0}));
+    EXPECT_EQ(TakeHooks(), "open ioctl ");
+}
+
+TEST_F(Registration, OfAReadHookCountsWhatItReturnsAndNotItsOutArgument)
+{
+    IAMFileOps ops = {};
+    ops.open = [](IAMMgrFile*) {
+        return 0;
+    };
+    ops.read = [](IAMMgrFile*, char* bytes, unsigned long, long* out) {
+        bytes[0] = 'r';
+        *out = 3;
+        return 1L;
+    };
+    ASSERT_EQ(Register({"reads", &ops, 5000}), 0);
+    std::string buffer(4, '.');
+
+    EXPECT_EQ(Read(OpenOrFail("reads"), buffer), (CallResult{1, 0}));
+    EXPECT_EQ(buffer, "r...");
 }
 
 TEST_F(Registration, MakesTheDirectoryForItsUserAndGroup)
