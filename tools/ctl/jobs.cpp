@@ -32,7 +32,13 @@ void Jobs::Start(const std::string& line, bool goesOn, Work work)
     job.line = line;
     job.goesOn = goesOn;
     Tell(job, "runs");
-    job.thread = std::thread([this, &job, work = std::move(work)] { Run(job, work); });
+    try {
+        job.thread = std::thread([this, &job, work = std::move(work)] { Run(job, work); });
+    } catch (const std::exception&) {
+        Tell(job, "did not start");
+        jobs_.pop_back();
+        throw;
+    }
 }
 
 void Jobs::Show()

@@ -24,7 +24,7 @@ public:
     Jobs(const Jobs&) = delete;
     Jobs& operator=(const Jobs&) = delete;
 
-    // `goesOn`: it ends only when it is stopped.
+    // `goesOn`: it ends only when it is stopped. std::system_error when there is no thread for it.
     void Start(const std::string& line, bool goesOn, Work work);
     void Show();              // one line for each that runs
     bool Cancel(int number);  // false: there is no such job

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -111,17 +112,23 @@ void Guardian::Dismiss()
     }
 }
 
-bool AwaitFormerGuardian(const std::string& lockFile)
+std::string AwaitFormerGuardian(const std::string& lockFile)
 {
     const UniqueFd lock = OpenLock(lockFile);
+    if (!lock) {
+        return "cannot open " + lockFile + ": " + std::strerror(errno);
+    }
     const auto end = std::chrono::steady_clock::now() + 2 * kPatience;
     while (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            return "cannot lock " + lockFile + ": " + std::strerror(errno);
+        }
         if (std::chrono::steady_clock::now() > end) {
-            return false;
+            return "the guardian of a former life still holds " + lockFile;
         }
         std::this_thread::sleep_for(kBetweenLooks);
     }
-    return true;
+    return {};
 }
 
 }  // namespace ownerd

@@ -24,8 +24,9 @@ private:
     UniqueFd channel_;
 };
 
-// Waits until no guardian of a former life holds the lock. False if that does not come.
-bool AwaitFormerGuardian(const std::string& lockFile);
+// Waits until no guardian of a former life holds the lock. Says what is wrong if that does not come,
+// at once if it cannot; else nothing.
+std::string AwaitFormerGuardian(const std::string& lockFile);
 
 }  // namespace ownerd
 

@@ -39,6 +39,19 @@ RememberedState WithoutProcesses(RememberedState state)
     return state;
 }
 
+// Where the files of this life lie, once the former one's guardian has gone.
+std::optional<RuntimePlace> AwaitPlace(const std::string& resource)
+{
+    std::optional<RuntimePlace> place = FindRuntimePlace(resource);
+    const std::string mistake = place ? AwaitFormerGuardian(place->lockFile)
+                                      : "cannot keep a state file under the runtime directory";
+    if (!mistake.empty()) {
+        LogError(mistake);
+        return std::nullopt;
+    }
+    return place;
+}
+
 }  // namespace
 
 void PrepareSignals()
@@ -92,9 +105,8 @@ bool Owner::Begin()
                  "syslog, or OWNERLINK_LOG=info, says which");
         return false;
     }
-    const std::optional<RuntimePlace> place = FindRuntimePlace(configuration_.resource);
-    if (!place || !AwaitFormerGuardian(place->lockFile)) {
-        LogError("cannot keep a state file under the runtime directory");
+    const std::optional<RuntimePlace> place = AwaitPlace(configuration_.resource);
+    if (!place) {
         return false;
     }
     place_ = *place;
