@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "platform/hosted/endpoint_name.h"
@@ -69,6 +70,10 @@ int QueueServer::Publish(const IAMQueueServiceDesc& desc)
 int QueueServer::GoUp(const RuntimeDir& directory, std::unique_ptr<QueueService> service,
                       uint32_t timeoutMs)
 {
+    {
+        const MutexLock lock(mutex_);
+        services_.reserve(services_.size() + 1);  // may throw: ahead of the publishing
+    }
     const Endpoint endpoint{service->Instance(), timeoutMs, EndpointKind::kQueue};
     Outcome<UniqueFd> listener = PublishAndListen(directory, service->Name(), endpoint);
     if (!listener) {
@@ -82,16 +87,15 @@ int QueueServer::Serve(const RuntimeDir& directory, std::unique_ptr<QueueService
 {
     {
         const MutexLock lock(mutex_);
-        services_.reserve(services_.size() + 1);
         ++running_;
         exitHandler_.Install();
     }
-    const uint32_t generation = FdRegistry::Instance().Generation();
-    const int error = service->Start(std::move(listener), [this, generation] {
-        if (generation == FdRegistry::Instance().Generation()) {
-            NoteEndOfService();  // not in a child that was forked in a hook
-        }
-    });
+    int error = ENOMEM;
+    try {
+        error = service->Start(std::move(listener), [this] { NoteEndOfService(); });
+    } catch (const std::bad_alloc&) {
+        error = ENOMEM;
+    }
     if (error != 0) {
         WithdrawEndpoint(directory, service->Name(), service->Instance());
         NoteEndOfService();
@@ -162,7 +166,7 @@ void QueueServer::ForgetInChild() HOSTED_TSA(no_thread_safety_analysis)
     services_.clear();
     turns_.Forget();
     stopping_ = false;
-    running_ = 0;
+    running_ = QueueService::IsOnThread() ? 1 : 0;  // of all only the one whose hook has forked
 }
 
 }  // namespace hosted

@@ -1,5 +1,6 @@
 // Forks and exits of the processes that carry the layer.
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,6 +41,54 @@ int ExitBeneath(int fd, void*, unsigned long)
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     return static_cast<int>(write(ending[1], "e", 1));
+}
+
+constexpr const char* kChildsQueue = "dp:/res/test/child";
+std::atomic<bool> isChildsHookRunning{false};
+
+int Register(const char* name, int (*open)(IamQfsMgrFile*))
+{
+    const auto close = [](IamQfsMgrFile*) {
+        return 0;
+    };
+    const IAMQueueOps ops = {nullptr, nullptr, open, close, nullptr};
+    const IAMQueueServiceDesc desc = {name, &ops, 5000, 0};
+    return IAMRegisterQueueService(&desc);
+}
+
+// Returns a while after the process has begun to end.
+int OutlastTheExit(IamQfsMgrFile*)
+{
+    isChildsHookRunning = true;
+    while (Register(kChildsQueue, OutlastTheExit) != -ESHUTDOWN) {
+        std::this_thread::yield();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return static_cast<int>(write(ending[1], "e", 1));
+}
+
+// The child exits within its parent's hook, while one of its own runs.
+int ForkAndExit(IamQfsMgrFile*)
+{
+    if (fork() == 0) {
+        alarm(20);
+        Register(kChildsQueue, OutlastTheExit);
+        while (!isChildsHookRunning) {
+            std::this_thread::yield();
+        }
+        std::exit(0);
+    }
+    return 0;
+}
+
+void ExitAtOnceInChildren()
+{
+    static const pid_t process = getpid();
+    std::atexit([] {
+        if (getpid() != process) {
+            _exit(0);  // behind the layer's handler, ahead of what is the test's own
+        }
+    });
 }
 
 // In the first delivery alone.
@@ -186,12 +235,7 @@ TEST_F(Fork, WithinADeliveryLeavesTheChildsOwnDeliveriesToBeWaitedForAtItsExit)
         GTEST_SKIP() << "a thread that ends takes locks of the sanitizer";
     }
     QueueOwner owner;
-    static const pid_t process = getpid();
-    std::atexit([] {
-        if (getpid() != process) {
-            _exit(0);  // behind the layer's handler, ahead of what is the test's own
-        }
-    });
+    ExitAtOnceInChildren();
     ASSERT_EQ(pipe2(ending.data(), O_CLOEXEC), 0);
     ASSERT_EQ(IAMFastReadAsync(OpenOrFail(kQueue), ForkAndSubscribe), 0U);
     owner.Tell("report 1");
@@ -204,6 +248,31 @@ TEST_F(Fork, WithinADeliveryLeavesTheChildsOwnDeliveriesToBeWaitedForAtItsExit)
     EXPECT_EQ(read(ending[0], &byte, 1), 1);
     int status = -1;
     EXPECT_GT(waitpid(-1, &status, 0), 0);  // the owner runs on
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(Fork, WithinAHookLeavesTheChildsOwnHooksToBeWaitedForAtItsExit)
+{
+    if (!kMayEndThreadInChild) {
+        GTEST_SKIP() << "a thread that ends takes locks of the sanitizer";
+    }
+    ExitAtOnceInChildren();
+    ASSERT_EQ(pipe2(ending.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(Register(kQueue, ForkAndExit), 0);
+    OpenOrFail(kQueue);
+    close(ending[1]);
+
+    // Until it is up, and its hook has run or is gone with it.
+    EXPECT_TRUE(Eventually([] {
+        Open(kChildsQueue);
+        pollfd entry = {ending[0], POLLIN, 0};
+        return poll(&entry, 1, 0) == 1;
+    }));
+
+    char byte = 0;
+    EXPECT_EQ(read(ending[0], &byte, 1), 1);
+    int status = -1;
+    EXPECT_GT(waitpid(-1, &status, 0), 0);
     EXPECT_EQ(status, 0);
 }
 

@@ -1,7 +1,11 @@
 // What queues answer without memory, threads or room in the kernel, and that nothing is lost over
 // it.
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 
 #include "tests/queue/failing_calls.h"
 #include "tests/queue/queue_world.h"
@@ -38,6 +42,19 @@ int RegisterQueue()
     const IAMQueueOps ops = {nullptr, nullptr, OnOpen, OnClose, nullptr};
     const IAMQueueServiceDesc desc = {kQueue, &ops, 5000, 0};
     return IAMRegisterQueueService(&desc);
+}
+
+// Each of its allocations fails once, until none does.
+void RegisterQueueWithoutMemory()
+{
+    int registered = -ENOMEM;
+    for (int n = 0; registered == -ENOMEM; ++n) {
+        EXPECT_EQ(Open(kQueue), (CallResult{-1, ENOENT})) << n;
+        FailAllocation(n);
+        registered = RegisterQueue();
+        FailAllocation(kNoAllocation);
+    }
+    EXPECT_EQ(registered, 0);
 }
 
 }  // namespace
@@ -78,6 +95,29 @@ TEST_F(QueueShortage, ANameThatTheKernelWillNotWatchIsNotPublished)
     EXPECT_EQ(Open(kQueue), (CallResult{-1, ENOENT}));
     EXPECT_EQ(RegisterQueue(), 0);
     EXPECT_GE(Open(kQueue).result, 0);
+}
+
+TEST_F(QueueShortage, ARegistrationWithoutMemoryLeavesTheNameFree)
+{
+    RegisterQueueWithoutMemory();
+
+    EXPECT_EQ(RegisterQueue(), -EADDRINUSE);
+    EXPECT_GE(Open(kQueue).result, 0);
+}
+
+TEST_F(QueueShortage, ARegistrationWithoutMemoryIsNotWaitedForAtTheExit)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        std::atexit([] { _exit(0); });  // not the test's own
+        RegisterQueueWithoutMemory();
+        std::exit(0);
+    }
+    int status = -1;
+    const int64_t elapsed = MillisecondsOf([&] { waitpid(child, &status, 0); });
+
+    EXPECT_EQ(status, 0);
+    EXPECT_LT(elapsed, 1900);
 }
 
 TEST_F(QueueShortage, ASubscriberThatTheKernelWillNotWatchIsToldSo)
