@@ -242,12 +242,13 @@ TEST(FindFact, IsEmptyWhereNoFactHasThatName)
 
 TEST_F(JournalSinkTest, SaysThatThereIsNoDescriptorLeftForIt)
 {
+    const std::string path = Path("journal");
     rlimit before = {};
     getrlimit(RLIMIT_NOFILE, &before);
     const rlimit none = {0, before.rlim_max};
     setrlimit(RLIMIT_NOFILE, &none);
-    const int probed = ProbeJournal(Path("journal"));
-    const int sent = SendToJournal(Path("journal"), "MESSAGE=x\n");
+    const int probed = ProbeJournal(path);
+    const int sent = SendToJournal(path, "MESSAGE=x\n");
     setrlimit(RLIMIT_NOFILE, &before);
 
     EXPECT_EQ(probed, EMFILE);

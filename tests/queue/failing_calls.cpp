@@ -40,7 +40,7 @@ extern "C" int eventfd(unsigned int count, int flags) noexcept
     return CallUnless(eventfdError, SYS_eventfd2, count, flags);
 }
 
-extern "C" int epoll_ctl(int epoll, int operation, int fd, epoll_event* event) noexcept
+extern "C" int epoll_ctl(int epfd, int op, int fd, epoll_event* event) noexcept
 {
-    return CallUnless(epollControlError, SYS_epoll_ctl, epoll, operation, fd, event);
+    return CallUnless(epollControlError, SYS_epoll_ctl, epfd, op, fd, event);
 }
