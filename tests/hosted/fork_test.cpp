@@ -22,7 +22,7 @@ namespace {
 constexpr const char* kChildsName = "dp:/res/test/child";
 constexpr int kRequestsOfAProcess = 64;
 
-class Fork : public HostedTest {
+class ForkWithThreads : public HostedTest {
 protected:
     void SetUp() override
     {
@@ -138,7 +138,7 @@ private:
 
 }  // namespace
 
-TEST_F(Fork, WhileACloseWaitsForACallLeavesTheChildsOwnCallsNobodyToWaitFor)
+TEST_F(ForkWithThreads, WhileACloseWaitsForACallLeavesTheChildsOwnCallsNobodyToWaitFor)
 {
     const WaitingClose parents(kName);
     const pid_t child = fork();
@@ -153,7 +153,7 @@ TEST_F(Fork, WhileACloseWaitsForACallLeavesTheChildsOwnCallsNobodyToWaitFor)
     EXPECT_EQ(StatusOf(child), 0);
 }
 
-TEST_F(Fork, AtTheLimitsOfAnOwnerAndAClientLeavesTheChildsOwnServiceFree)
+TEST_F(ForkWithThreads, AtTheLimitsOfAnOwnerAndAClientLeavesTheChildsOwnServiceFree)
 {
     EXPECT_EQ(RegisterHere(kName, Block), (CallResult{0, 0}));
     const std::vector<RawClient> own = SendRequests();
@@ -187,7 +187,7 @@ TEST_F(Fork, AtTheLimitsOfAnOwnerAndAClientLeavesTheChildsOwnServiceFree)
     }
 }
 
-TEST_F(Fork, WithinAHookLeavesTheChildsOwnHooksToBeWaitedForAtItsExit)
+TEST_F(ForkWithThreads, WithinAHookLeavesTheChildsOwnHooksToBeWaitedForAtItsExit)
 {
     static const pid_t process = getpid();
     std::atexit([] {
