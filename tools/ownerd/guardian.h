@@ -24,8 +24,8 @@ private:
     UniqueFd channel_;
 };
 
-// Waits until no guardian of a former life holds the lock. Says what is wrong if that does not come,
-// at once if it cannot; else nothing.
+// Waits until no guardian of a former life holds the lock. Says what is wrong if that does not
+// come, at once if it cannot; else nothing.
 std::string AwaitFormerGuardian(const std::string& lockFile);
 
 }  // namespace ownerd
