@@ -4,9 +4,9 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
 
 #include "foundation/log_routes.h"
+#include "foundation/make_room.h"
 #include "foundation/text_reader.h"
 
 namespace ProcMgr {
@@ -215,7 +215,6 @@ std::vector<KvsTypeYaml> KvsTypeYaml::GetSequenceYamlNode() const
     return nodes;
 }
 
-// The values are gathered apart from `out`: this node may lie there, and would move as it grows.
 bool KvsTypeYaml::GetArray(std::vector<KvsTypeYaml>& out) const
 {
     if (node_.type != YAML_MAPPING_NODE) {
@@ -226,24 +225,20 @@ bool KvsTypeYaml::GetArray(std::vector<KvsTypeYaml>& out) const
     if (document_ == nullptr) {
         return false;
     }
-    const auto& pairs = node_.data.mapping.pairs;
-    std::vector<KvsTypeYaml> values;
-    bool isWhole = true;
-    for (const yaml_node_pair_t* pair = pairs.start; isWhole && pair < pairs.top; ++pair) {
-        const yaml_node_t* const value = NodeAt(pair->value);
-        const yaml_node_t* const name = NodeAt(pair->key);
-        isWhole = value != nullptr && name != nullptr;
-        if (isWhole) {
-            values.push_back(Child(*value, ScalarText(*name)));
+    const KvsTypeYaml self = *this;  // this node may lie in `out`, and moves then as that grows
+    const auto& pairs = self.node_.data.mapping.pairs;
+    MakeRoom(out, static_cast<size_t>(pairs.top - pairs.start));
+    for (const yaml_node_pair_t* pair = pairs.start; pair < pairs.top; ++pair) {
+        const yaml_node_t* const value = self.NodeAt(pair->value);
+        const yaml_node_t* const name = self.NodeAt(pair->key);
+        if (value == nullptr || name == nullptr) {
+            SYSLOG_RECORD(LOG_ERR, " [%s][%s %d] Get yaml array failed, the node ptr is nullptr",
+                          kTag, __func__, __LINE__);
+            return false;
         }
+        out.push_back(self.Child(*value, ScalarText(*name)));
     }
-    if (!isWhole) {
-        SYSLOG_RECORD(LOG_ERR, " [%s][%s %d] Get yaml array failed, the node ptr is nullptr", kTag,
-                      __func__, __LINE__);
-    }
-    out.insert(out.end(), std::make_move_iterator(values.begin()),
-               std::make_move_iterator(values.end()));
-    return isWhole;
+    return true;
 }
 
 KvsTypeYaml KvsTypeYaml::Child(const yaml_node_t& node, const std::string& key) const

@@ -4,8 +4,8 @@
 /// The agent and the master of the process manager exchange `RequestMsg` records over a pipe. Here
 /// are the master's unpackers and the agent's packer; the counterparts live in the process manager.
 /// No function here keeps state, and each may be called from any thread; a record is used by one
-/// thread at a time. Failures are logged to syslog with
-/// priority 3, and an item that no record takes with 4.
+/// thread at a time. Failures are logged to syslog with priority 3, and an item that no record
+/// takes with 4.
 #ifndef OWNERLINK_PROCESS_MANAGER_H
 #define OWNERLINK_PROCESS_MANAGER_H
 

@@ -90,7 +90,7 @@ int QueueServer::Serve(const RuntimeDir& directory, std::unique_ptr<QueueService
         ++running_;
         exitHandler_.Install();
     }
-    int error = ENOMEM;
+    int error = 0;
     try {
         error = service->Start(std::move(listener), [this] { NoteEndOfService(); });
     } catch (const std::bad_alloc&) {
