@@ -78,7 +78,8 @@ uint32_t OwnerlinkClientImpl::ChangeAppState(const std::vector<AppInfo>& appList
                    timeOut, kDefaultTimeOut);
     }
     ChangeSenders infos;
-    const JoinGuard guard(infos);
+    // Nobody could tell the caller which applications a share that is under way has changed.
+    const EndGuard guard(infos);
     std::vector<ChangeAppResult> results;
     SplitInputMsg(appList, infos, results, result);
     StartChangAppThread(infos);

@@ -2,6 +2,7 @@
 #ifndef OWNERLINK_CLIENT_SENDERS_H
 #define OWNERLINK_CLIENT_SENDERS_H
 
+#include <exception>
 #include <map>
 #include <string>
 #include <string_view>
@@ -64,6 +65,28 @@ public:
 
 private:
     Infos& infos_;
+};
+
+// Ends the process where an exception unwinds a fan-out whose senders still run.
+//
+// Declared behind the map like JoinGuard: no record goes while its sender still refers to it.
+template <typename Infos>
+class EndGuard {
+public:
+    explicit EndGuard(const Infos& infos) : infos_(infos) {}
+    ~EndGuard()
+    {
+        for (const auto& [resFileName, info] : infos_) {
+            if (info.thread.joinable()) {
+                std::terminate();
+            }
+        }
+    }
+    EndGuard(const EndGuard&) = delete;
+    EndGuard& operator=(const EndGuard&) = delete;
+
+private:
+    const Infos& infos_;
 };
 
 }  // namespace Ownerlink

@@ -46,9 +46,9 @@ public:
     /// through this object. Told so, or back later than that, it is watched no more.
     ///
     /// Returns 0 if every owner accepted, 0xF10303 otherwise, also if an application has no owner.
-    /// Throws std::system_error if a thread could not be started, once the threads that run have
-    /// ended. What their owners did stands; `result` lacks it, and so does what the watch tells.
-    /// The watch's own thread comes last: then `result` is whole, and the next call tries again.
+    /// Throws std::system_error if no thread could be started; the process ends by std::terminate
+    /// if one could not while others run, since nobody could tell what their owners have done. The
+    /// watch's own thread comes last: then `result` is whole, and the next call tries again.
     virtual uint32_t ChangeAppState(const std::vector<AppInfo>& appList,
                                     std::vector<AppChangeInfo>& result, int timeOut) = 0;
 

@@ -1,6 +1,9 @@
 // The senders of a change: records of a share, time-outs, threads, and calls one after the other.
+#include <unistd.h>
+
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <system_error>
 #include <thread>
 
@@ -175,19 +178,30 @@ TEST_F(ChangeSenders, CallsOfBothInstancesGoOneAfterTheOther)
                 ElementsAre("ioctl(10,0)=0", "DlogFlush()=0", "ioctl(10,0)=0", "DlogFlush()=0"));
 }
 
-TEST_F(ChangeSenders, FailedStartReachesTheCallerWhenTheOthersHaveEnded)
+TEST_F(ChangeSenders, FailedStartBesideASenderThatRunsEndsTheProcess)
 {
-    platform::AnswerAll(Replies("2#1#c#0#"));
-    platform::SetNext("std::thread", {Usual(), Fails(EAGAIN)});
-    platform::Hold("ioctl");
-    auto code = InBackground([this] { return Change({StartOf("a"), StartOf("c", APPMGR)}); });
-    ASSERT_TRUE(platform::WaitForHeld("ioctl", 1));
-    EXPECT_EQ(code.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
-    platform::StopHolding("ioctl");
+    const auto change = [this] {
+        platform::AnswerAll(Replies("2#1#c#0#"));
+        platform::SetNext("std::thread", {Usual(), Fails(EAGAIN)});
+        try {
+            Change({StartOf("a"), StartOf("c", APPMGR)});
+        } catch (const std::system_error&) {
+            ::_exit(1);
+        }
+        ::_exit(2);
+    };
 
-    EXPECT_THROW(code.get(), std::system_error);
+    EXPECT_EXIT(change(), ::testing::KilledBySignal(SIGABRT), "terminate called");
+}
 
-    EXPECT_THAT(Commands(), ElementsAre("dp:/res/app 0"));
+TEST_F(ChangeSenders, FailedFirstStartReachesTheCaller)
+{
+    platform::SetNext("std::thread", {Fails(EAGAIN)});
+
+    EXPECT_THROW(Change({StartOf("a"), StartOf("c", APPMGR)}), std::system_error);
+
+    EXPECT_EQ(platform::Calls("std::thread").size(), 1u);
+    EXPECT_THAT(Commands(), IsEmpty());
     EXPECT_THAT(Results(), IsEmpty());
     EXPECT_THAT(platform::Milestones(), ::testing::Not(Contains(HasSubstr("add to record"))));
     EXPECT_THAT(platform::Calls("DlogFlush"), IsEmpty());
