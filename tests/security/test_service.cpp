@@ -119,13 +119,32 @@ void AcceptPipes(int listener)
     }
 }
 
+// A descriptor, or the negative error. Whoever finds no room in the backlog for half a second comes
+// again: on a busy machine an owner may not run for as long.
+int Connect(const std::function<int()>& attempt)
+{
+    int result = -ETIMEDOUT;
+    Eventually([&] {
+        result = attempt();
+        return result != -ETIMEDOUT;
+    });
+    return result;
+}
+
+int Opened(const char* name)
+{
+    return Connect([=] {
+        const CallResult opened = Open(name);
+        return opened.result < 0 ? -opened.error : static_cast<int>(opened.result);
+    });
+}
+
 int UseOfFile()
 {
-    const CallResult opened = Open(kFileName);
-    if (opened.result < 0) {
-        return opened.error;
+    const int fd = Opened(kFileName);
+    if (fd < 0) {
+        return -fd;
     }
-    const int fd = static_cast<int>(opened.result);
     std::string buffer(8, 'a');
     const CallResult called = Ioctl(fd, kEchoCommand, buffer);
     Close(fd);
@@ -136,11 +155,10 @@ std::atomic<int> events{0};
 
 int UseOfQueue()
 {
-    const CallResult opened = Open(kQueueName);
-    if (opened.result < 0) {
-        return opened.error;
+    const int fd = Opened(kQueueName);
+    if (fd < 0) {
+        return -fd;
     }
-    const int fd = static_cast<int>(opened.result);
     const int before = events.load();
     const auto count = [](int, void*, unsigned long) {
         ++events;
@@ -154,7 +172,7 @@ int UseOfQueue()
 
 int UseOfPipe()
 {
-    const int pipe = EzcomConnectPipe(kPipeName);
+    const int pipe = Connect([] { return EzcomConnectPipe(kPipeName); });
     if (pipe < 0) {
         return -pipe;
     }
