@@ -180,6 +180,7 @@ TEST_F(ChangeSenders, CallsOfBothInstancesGoOneAfterTheOther)
 
 TEST_F(ChangeSenders, FailedStartBesideASenderThatRunsEndsTheProcess)
 {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // the threads start in a process of its own
     const auto change = [this] {
         platform::AnswerAll(Replies("2#1#c#0#"));
         platform::SetNext("std::thread", {Usual(), Fails(EAGAIN)});
