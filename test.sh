@@ -36,8 +36,9 @@ if ! cmake -S "$root" --preset "$preset" -B "$build" -DOWNERLINK_BUILD_BENCH=OFF
     exit 1
 fi
 
+# More at once than there are processors, since most of those with several processes wait for one.
 echo "Running the tests ..."
-ctest --test-dir "$build" --output-on-failure --no-tests=error -j "$(nproc)" \
+ctest --test-dir "$build" --output-on-failure --no-tests=error -j "$((3 * $(nproc)))" \
     >"$work/test.log" 2>&1
 status=$?
 if [ "$status" -ne 0 ]; then
