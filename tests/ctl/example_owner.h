@@ -9,7 +9,7 @@ public:
     explicit ExampleOwner(GroupOwner group, const Words& more = {})
         : owner_(EXAMPLE_OWNER, WordsOf(group, more))
     {
-        EXPECT_TRUE(owner_.Await("ready"));
+        EXPECT_TRUE(owner_.AwaitReady());
     }
 
     bool Await(const std::string& line) { return owner_.Await(line); }

@@ -9,19 +9,19 @@ std::string OwnerProgram()
     return TEST_OWNER;
 }
 
-std::unique_ptr<Peer> StartOwnerOf(const std::string& resource)
+std::unique_ptr<Peer> StartOwnerOf(const std::string& resource, const Peer::Lines& orders)
 {
-    auto owner = std::make_unique<Peer>(TEST_OWNER, Peer::Lines{resource});
-    EXPECT_TRUE(owner->Await("ready")) << "no owner for " << resource;
-    owner->Forget();
+    Peer::Lines arguments = {resource};
+    arguments.insert(arguments.end(), orders.begin(), orders.end());
+    auto owner = std::make_unique<Peer>(TEST_OWNER, arguments);
+    EXPECT_TRUE(owner->AwaitReady()) << "no owner for " << resource;
     return owner;
 }
 
 std::unique_ptr<Peer> StartManager()
 {
     auto manager = std::make_unique<Peer>(TEST_MANAGER, Peer::Lines{});
-    EXPECT_TRUE(manager->Await("ready"));
-    manager->Forget();
+    EXPECT_TRUE(manager->AwaitReady());
     return manager;
 }
 

@@ -25,7 +25,9 @@ inline constexpr int kShortTimeOut = 200;   // meant to pass
 inline constexpr GroupOwner kGroups[] = {DATAMASTER, IAM, APPMGR};
 
 std::string OwnerProgram();
-std::unique_ptr<Peer> StartOwnerOf(const std::string& resource);
+
+// The owner follows the orders before it serves: a manager that watches verifies at once.
+std::unique_ptr<Peer> StartOwnerOf(const std::string& resource, const Peer::Lines& orders = {});
 std::unique_ptr<Peer> StartManager();
 
 // An application as a change takes it.

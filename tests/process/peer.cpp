@@ -97,6 +97,8 @@ void Peer::Take(const std::string& line) const
 {
     if (line == "ok") {
         ++answers_;
+    } else if (line == "ready") {
+        isReady_ = true;
     } else {
         reports_.push_back(line);
     }
@@ -119,6 +121,11 @@ bool Peer::Tell(const std::string& line)
     }
     Write(line);
     return AwaitThat([&] { return answers_ > before; });
+}
+
+bool Peer::AwaitReady() const
+{
+    return AwaitThat([&] { return isReady_; });
 }
 
 bool Peer::AwaitThat(const std::function<bool()>& condition) const

@@ -29,8 +29,11 @@ public:
     bool Tell(const std::string& line);
     void Write(const std::string& line);
 
-    // What it has reported so far, all its lines but "ok". A report of a callback is there once the
-    // manager has its answer.
+    // Returns when the peer has said "ready"; false if it ended instead.
+    bool AwaitReady() const;
+
+    // What it has reported so far, all its lines but "ok" and "ready". A report of a callback is
+    // there once the manager has its answer.
     Lines Reports() const;
     Lines Reports(const std::string& kind) const;  // those whose first word it is
     size_t Count(const std::string& line) const;
@@ -59,6 +62,7 @@ private:
     mutable std::string rest_;  // of a line that has not ended
     mutable Lines reports_;
     mutable size_t answers_ = 0;
+    mutable bool isReady_ = false;
     mutable bool hasEnded_ = false;
 };
 

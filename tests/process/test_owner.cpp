@@ -1,8 +1,9 @@
 // A group owner that reports each callback, entry by entry, and does what the test tells it.
 //
-//   process_test_owner RESOURCE
+//   process_test_owner RESOURCE [LINE...]
 //
-// Standard input, each line answered with "ok" once it holds:
+// Lines, those of the command line before it serves and then those of standard input, each answered
+// with "ok" once it holds:
 //   always KIND ACTION           see OwnerPlan
 //   once KIND ACTION NUMBER
 //   release KIND accept|refuse
@@ -215,7 +216,10 @@ int main(int argc, char** argv)
 {
     FollowTheTest();
     static TestOwner& owner = *new TestOwner;  // callbacks may run until the process has gone
-    const bool isUp = argc == 2 && owner.Serve(argv[1]);
+    for (int line = 2; line < argc; ++line) {
+        owner.Obey(argv[line]);
+    }
+    const bool isUp = argc >= 2 && owner.Serve(argv[1]);
     Say(isUp ? "ready" : "failed");
     for (std::string line; isUp && std::getline(std::cin, line);) {
         if (!owner.Obey(line)) {

@@ -92,8 +92,7 @@ TEST_F(Watch, ARefusedVerificationChangesNothing)
 {
     StartWatch();
     Owner(APPMGR).Kill();
-    auto owner = StartOwnerOf(ResourceOf(APPMGR));
-    ASSERT_TRUE(owner->Tell("always verify refuse"));
+    const auto owner = StartOwnerOf(ResourceOf(APPMGR), {"always verify refuse"});
 
     EXPECT_TRUE(owner->AwaitAny("verify", 3));
 
