@@ -94,7 +94,8 @@ TEST_F(ChangeAppTest, StartsWithARestartWhatDoesNotRun)
 
 TEST_F(ChangeAppTest, AnswersForEachApplicationByItself)
 {
-    Begin(Entry("a", Doing("stay")) + Entry("b", Doing("exit=3") + ", restart: never") +
+    Begin(Entry("a", Doing("stay")) +
+          Entry("b", Doing("exit=3") + ", start-time: 60min, restart: never") +
           Entry("c", Doing("stay")));
     StartOne("c");
 

@@ -88,7 +88,8 @@ TEST_F(RestartTest, AnswersAStartWithTheAttemptThatSucceeds)
 
 TEST_F(RestartTest, AnswersAStartWithFailureWhenTheLimitIsReached)
 {
-    Begin(Entry("camera", Doing("exit=1") + ", restart-delay: 1ms, restart-limit: 2"));
+    Begin(Entry("camera",
+                Doing("exit=1") + ", start-time: 60min, restart-delay: 1ms, restart-limit: 2"));
 
     EXPECT_EQ(StartOne("camera"), "START_FAILED");
     EXPECT_EQ(RestartOne("camera"), "RESTART_FAILED");

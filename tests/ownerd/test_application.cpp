@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -44,6 +45,15 @@ void Append(const std::string& file, const std::string& line)
 void Mark(const std::string& file)
 {
     Append(file, std::to_string(getpid()));
+}
+
+// A file is there before what is written to it.
+void AwaitMark(const std::string& file)
+{
+    struct stat status = {};
+    while (stat(file.c_str(), &status) != 0 || status.st_size == 0) {
+        usleep(1000);
+    }
 }
 
 void OnSignal(int signal)
@@ -126,9 +136,7 @@ void Fork(const std::string& file)
         _exit(0);
     }
     wait(nullptr);
-    while (access(file.c_str(), F_OK) != 0) {
-        usleep(1000);
-    }
+    AwaitMark(file);
 }
 
 void Become(const std::string& file)
@@ -139,6 +147,7 @@ void Become(const std::string& file)
         Mark(file);
         return;
     }
+    AwaitMark(file);
     Notify("MAINPID=" + std::to_string(pid) + ",READY=1");
     while (access((file + ".go").c_str(), F_OK) != 0) {
         usleep(1000);
