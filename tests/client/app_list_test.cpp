@@ -19,6 +19,11 @@ struct ListAnswer {
     Names names;
 };
 
+void PrintTo(const ListAnswer& answer, std::ostream* out)
+{
+    *out << answer.name;
+}
+
 class AppList : public ClientTest {
 protected:
     std::map<unsigned, std::map<unsigned, Names>> lists;

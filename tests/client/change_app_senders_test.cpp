@@ -92,6 +92,11 @@ struct TimeOut {
     bool isLogged;
 };
 
+void PrintTo(const TimeOut& timeOut, std::ostream* out)
+{
+    *out << timeOut.name;
+}
+
 class ChangeTimeOut : public ChangeAppTest, public ::testing::WithParamInterface<TimeOut> {};
 
 TEST_P(ChangeTimeOut, IsTakenInItsRangeAndElseReplaced)

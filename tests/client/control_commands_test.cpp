@@ -21,6 +21,11 @@ struct Command {
     std::string prefix;  // of the records of a failure
 };
 
+void PrintTo(const Command& command, std::ostream* out)
+{
+    *out << command.name;
+}
+
 class ControlCommand : public ClientTest, public ::testing::WithParamInterface<Command> {
 protected:
     ControlCommand() { platform::AnswerAll(Replies("1")); }

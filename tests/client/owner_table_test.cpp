@@ -89,6 +89,11 @@ struct BadFile {
     std::string syslogText;
 };
 
+void PrintTo(const BadFile& file, std::ostream* out)
+{
+    *out << file.name;
+}
+
 class OwnerTableFromBadFile : public OwnerTable, public ::testing::WithParamInterface<BadFile> {};
 
 TEST_P(OwnerTableFromBadFile, IsAFailedLoadThatIsTriedAgain)
@@ -187,6 +192,11 @@ struct IncompleteEntry {
     std::string entry;
 };
 
+void PrintTo(const IncompleteEntry& entry, std::ostream* out)
+{
+    *out << entry.name;
+}
+
 class OwnerTableFromIncomplete : public OwnerTable,
                                  public ::testing::WithParamInterface<IncompleteEntry> {};
 
@@ -269,6 +279,11 @@ struct Operation {
     std::string name;
     std::function<void(Ownerlink::OwnerlinkClientImpl&)> run;
 };
+
+void PrintTo(const Operation& operation, std::ostream* out)
+{
+    *out << operation.name;
+}
 
 class OperationWithoutFile : public OwnerTable, public ::testing::WithParamInterface<Operation> {};
 

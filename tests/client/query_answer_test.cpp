@@ -31,33 +31,56 @@ TEST_F(QueryRecord, TakesANameThatFillsIt)
               RecordBytes(Bytes(1u) + NameBytes(std::string(3876, 'n')) + Bytes(1u), 100));
 }
 
+using Names = std::vector<std::string>;
+
 struct TooMuch {
     std::string name;
-    std::vector<std::string> names;
+    Names (*names)();
 };
+
+void PrintTo(const TooMuch& list, std::ostream* out)
+{
+    *out << list.name;
+}
 
 class QueryTooLong : public QueryRecord, public ::testing::WithParamInterface<TooMuch> {};
 
 TEST_P(QueryTooLong, IsNotSent)
 {
-    EXPECT_EQ(Query(GetParam().names), kQueryFailed);
+    const Names names = GetParam().names();
+
+    EXPECT_EQ(Query(names), kQueryFailed);
 
     const std::string record =
         "QueryGrpAppState SerializeMessage failed. resFileName=dp:/res/dm, applistSize=" +
-        std::to_string(GetParam().names.size());
+        std::to_string(names.size());
     EXPECT_THAT(platform::Errors(), ElementsAre(record, kSendFailed));
     EXPECT_THAT(ClientRecords(record), ElementsAre(Error(record)));
     EXPECT_THAT(ExchangeCalls(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Lists, QueryTooLong,
-    ::testing::Values(TooMuch{"NoRoomForTheType", {std::string(3880, 'n')}},
-                      TooMuch{"OneByteTooFewForTheType", {std::string(3877, 'n')}},
-                      TooMuch{"NoRoomForTheName", {std::string(3881, 'n')}},
-                      TooMuch{"NoRoomForTheNextLength", {std::string(3877, 'n'), "a"}},
-                      TooMuch{"TooManyNames", std::vector<std::string>(1000)}),
-    [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Lists, QueryTooLong,
+                         ::testing::Values(TooMuch{"NoRoomForTheType",
+                                                   [] {
+                                                       return Names{std::string(3880, 'n')};
+                                                   }},
+                                           TooMuch{"OneByteTooFewForTheType",
+                                                   [] {
+                                                       return Names{std::string(3877, 'n')};
+                                                   }},
+                                           TooMuch{"NoRoomForTheName",
+                                                   [] {
+                                                       return Names{std::string(3881, 'n')};
+                                                   }},
+                                           TooMuch{"NoRoomForTheNextLength",
+                                                   [] {
+                                                       return Names{std::string(3877, 'n'), "a"};
+                                                   }},
+                                           TooMuch{"TooManyNames",
+                                                   [] {
+                                                       return Names(1000);
+                                                   }}),
+                         [](const auto& test) { return test.param.name; });
 
 TEST_F(QueryRecord, NameThatCannotBeCopiedIsNotSent)
 {
@@ -75,6 +98,11 @@ struct ShortAnswer {
     std::string payload;
     std::vector<std::tuple<std::string, int32_t, uint32_t>> entries;
 };
+
+void PrintTo(const ShortAnswer& answer, std::ostream* out)
+{
+    *out << answer.name;
+}
 
 class QueryShortAnswer : public QueryRecord, public ::testing::WithParamInterface<ShortAnswer> {};
 

@@ -198,6 +198,11 @@ struct TimeOut {
     bool isLogged;
 };
 
+void PrintTo(const TimeOut& timeOut, std::ostream* out)
+{
+    *out << timeOut.name;
+}
+
 class QueryTimeOut : public QueryApp, public ::testing::WithParamInterface<TimeOut> {};
 
 TEST_P(QueryTimeOut, IsTakenInItsRangeAndElseReplaced)

@@ -139,6 +139,11 @@ struct TimeOut {
     bool isLogged;
 };
 
+void PrintTo(const TimeOut& timeOut, std::ostream* out)
+{
+    *out << timeOut.name;
+}
+
 class SystemStateTimeOut : public SystemState, public ::testing::WithParamInterface<TimeOut> {};
 
 TEST_P(SystemStateTimeOut, IsTakenInItsRangeAndElseReplaced)
@@ -189,6 +194,11 @@ struct Failure {
     std::function<void()> arrange;
     std::vector<std::string> records;
 };
+
+void PrintTo(const Failure& failure, std::ostream* out)
+{
+    *out << failure.name;
+}
 
 class SystemStateFailure : public SystemState, public ::testing::WithParamInterface<Failure> {};
 

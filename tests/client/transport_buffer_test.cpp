@@ -85,6 +85,11 @@ struct Verdict {
     bool result;
 };
 
+void PrintTo(const Verdict& verdict, std::ostream* out)
+{
+    *out << verdict.name;
+}
+
 class ResponseVerdict : public ClientTest, public ::testing::WithParamInterface<Verdict> {};
 
 TEST_P(ResponseVerdict, IsTheBooleanThatTheTextStartsWith)
@@ -113,6 +118,11 @@ struct BadSize {
     uint64_t size;
     std::string record;
 };
+
+void PrintTo(const BadSize& size, std::ostream* out)
+{
+    *out << size.name;
+}
 
 class ResponseSize : public ClientTest, public ::testing::WithParamInterface<BadSize> {};
 

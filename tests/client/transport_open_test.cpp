@@ -82,6 +82,11 @@ struct LateOpen {
     std::string record;
 };
 
+void PrintTo(const LateOpen& open, std::ostream* out)
+{
+    *out << "after " << open.failures;
+}
+
 class TransportLateOpen : public TransportOpen, public ::testing::WithParamInterface<LateOpen> {};
 
 TEST_P(TransportLateOpen, CountsTheRetriesThatFailed)

@@ -351,6 +351,11 @@ struct EventText {
     std::string stateText;
 };
 
+void PrintTo(const EventText& text, std::ostream* out)
+{
+    *out << text.name;
+}
+
 class WakeUpEventText : public WakeUpEvents, public ::testing::WithParamInterface<EventText> {};
 
 TEST_P(WakeUpEventText, IsTheNumberThatItStartsWith)

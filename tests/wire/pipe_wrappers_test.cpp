@@ -21,6 +21,11 @@ struct Wrapper {
     std::string pause;
 };
 
+void PrintTo(const Wrapper& wrapper, std::ostream* out)
+{
+    *out << wrapper.call;
+}
+
 EzcomRequest* const kRequest = reinterpret_cast<EzcomRequest*>(0x10);
 EzcomResponse* const kResponse = reinterpret_cast<EzcomResponse*>(0x20);
 
