@@ -14,12 +14,22 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 build=${OWNERLINK_BUILD:-$work/build}
-options=(-DBUILD_TESTING=OFF -DOWNERLINK_BUILD_EXAMPLES=ON -DOWNERLINK_BUILD_TOOLS=ON)
+case ${1:-} in
+library)
+    options=(-DOWNERLINK_BUILD_EXAMPLES=ON -DOWNERLINK_BUILD_TOOLS=OFF)
+    story=("$root/examples/story" "$build/examples" "$work")
+    ;;
+*)
+    options=(-DOWNERLINK_BUILD_EXAMPLES=OFF -DOWNERLINK_BUILD_TOOLS=ON)
+    story=("$root/examples/owners-story" "$build" "$work")
+    ;;
+esac
 [ -n "${OWNERLINK_BUILD:-}" ] || options+=(-DOWNERLINK_WERROR=OFF)  # a warning is not the reader's
 
 "$root/scripts/install-packages" build
 echo "Building the library and the programs in $build; this takes some minutes ..."
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "${options[@]}" \
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DBUILD_TESTING=OFF "${options[@]}" \
     >"$work/build.log" 2>&1 && ninja -C "$build" >>"$work/build.log" 2>&1 || {
     grep -E -A12 'error|FAILED' "$work/build.log" | head -n 40 || tail -n 40 "$work/build.log"
     echo "demo: the build failed" >&2
@@ -31,8 +41,4 @@ datamaster: {OsType: 0, GroupOwner: 0, SecVfs: "dp:/res/demo/datamaster"}
 iam: {OsType: 0, GroupOwner: 1, SecVfs: "dp:/res/demo/iam"}
 appmgr: {OsType: 0, GroupOwner: 2, SecVfs: "dp:/res/demo/appmgr"}
 YAML
-case "${1:-}" in
-library) story=("$root/examples/story" "$build/examples" "$work") ;;
-*) story=("$root/examples/owners-story" "$build" "$work") ;;
-esac
 "$root/scripts/with-config" "$work/owners.yaml" "${story[@]}"
