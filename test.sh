@@ -17,18 +17,12 @@ chmod 755 "$work"  # one test's application runs as another user
 export TMPDIR=$work
 build=$(realpath -m "${2:-$work/build}")
 
-# The usual build parses every header where it is included, and so notices a missing include; the
-# others need not.
-packages=ci pch=ON
-case $preset in
-    dev) packages=test pch=OFF ;;
-    coverage) pch=OFF ;;
-esac
+packages=ci
+[ "$preset" != dev ] || packages=test
 "$root/scripts/install-packages" "$packages" || exit 1
 
 echo "Building the tests ($preset) in $build; this takes some minutes ..."
 if ! cmake -S "$root" --preset "$preset" -B "$build" -DOWNERLINK_BUILD_BENCH=OFF \
-    -DOWNERLINK_TEST_PCH="$pch" \
     >"$work/build.log" 2>&1 || ! ninja -C "$build" >>"$work/build.log" 2>&1; then
     grep -E -A12 'error|FAILED' "$work/build.log" | head -n 80
     echo "test: the build failed" >&2
