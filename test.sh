@@ -30,6 +30,9 @@ if ! cmake -S "$root" --preset "$preset" -B "$build" -DOWNERLINK_BUILD_BENCH=OFF
     exit 1
 fi
 
+# ThreadSanitizer has a process with threads left sleep at its exit, for a second by default.
+export TSAN_OPTIONS="atexit_sleep_ms=20${TSAN_OPTIONS:+:$TSAN_OPTIONS}"
+
 # More at once than there are processors, since most of those with several processes wait for one.
 echo "Running the tests ..."
 ctest --test-dir "$build" --output-on-failure --no-tests=error -j "$((3 * $(nproc)))" \
