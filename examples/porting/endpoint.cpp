@@ -1,6 +1,7 @@
 #include "endpoint.h"
 
 #include <poll.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
@@ -9,6 +10,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <system_error>
 #include <thread>
 
 namespace sample {
@@ -62,7 +65,7 @@ void Accept(int listener, const std::function<void(int)>& serve)
     for (;;) {
         const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (connection >= 0) {
-            std::thread(serve, connection).detach();
+            StartDetached([=] { serve(connection); });
         } else if (errno != EINTR && errno != ECONNABORTED) {
             std::this_thread::sleep_for(std::chrono::milliseconds(100));  // out of descriptors
         }
@@ -70,6 +73,29 @@ void Accept(int listener, const std::function<void(int)>& serve)
 }
 
 }  // namespace
+
+// Detached from the first, which std::thread cannot be: one that ends while it is being detached
+// may take its own record away.
+void StartDetached(std::function<void()> body)
+{
+    auto owned = std::make_unique<std::function<void()>>(std::move(body));
+    const auto run = [](void* argument) -> void* {
+        const std::unique_ptr<std::function<void()>> mine(
+            static_cast<std::function<void()>*>(argument));
+        (*mine)();
+        return nullptr;
+    };
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_t thread{};
+    const int error = pthread_create(&thread, &attributes, run, owned.get());
+    pthread_attr_destroy(&attributes);
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category(), "pthread_create");
+    }
+    (void)owned.release();
+}
 
 int Publish(const std::string& name, std::function<void(int socket)> serve)
 {
@@ -87,7 +113,7 @@ int Publish(const std::string& name, std::function<void(int socket)> serve)
         CloseSocket(listener);
         return -error;
     }
-    std::thread(Accept, listener, std::move(serve)).detach();
+    StartDetached([listener, serve = std::move(serve)] { Accept(listener, serve); });
     return 0;
 }
 

@@ -18,6 +18,9 @@ struct Greeting {
     int32_t verdict;     // of the queue's open hook; negative: no subscription
 };
 
+// Runs `body` on a thread that nobody joins. Throws std::system_error where there is none.
+void StartDetached(std::function<void()> body);
+
 // Makes the socket of `name` and has `serve` called on a thread of its own for each connection,
 // which it owns. 0, or a negative errno number; -EADDRINUSE when a living process has the name.
 int Publish(const std::string& name, std::function<void(int socket)> serve);

@@ -210,11 +210,11 @@ size_t IAMFastReadAsync(int fd, int (*callback)(int fd, void* buf, unsigned long
     if (descriptor == nullptr || !descriptor->isQueue) {
         return static_cast<size_t>(-EBADF);
     }
-    std::thread([descriptor, fd, callback] {
+    StartDetached([descriptor, fd, callback] {
         do {
             Deliver(*descriptor, fd, callback);
         } while (AwaitNextLife(*descriptor));
-    }).detach();
+    });
     return 0;
 }
 

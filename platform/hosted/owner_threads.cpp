@@ -6,11 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <memory>
 #include <new>
 
+#include "platform/hosted/detached_thread.h"
 #include "platform/hosted/hosted_log.h"
 
 namespace hosted {
@@ -33,24 +33,16 @@ void* Run(void* argument)
     return nullptr;
 }
 
-// Signals are the host's: its handlers run on threads that it knows.
-int StartDetached(OwnerThreads::Body body)
+int StartOne(OwnerThreads::Body body)
 {
     std::unique_ptr<Start> start(new (std::nothrow) Start);
     if (start == nullptr) {
         return ENOMEM;
     }
     start->body = body;
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    pthread_t thread;
-    const int error = pthread_create(&thread, nullptr, Run, start.get());
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    const int error = StartDetached(Run, start.get());
     if (error == 0) {
         (void)start.release();
-        pthread_detach(thread);
     }
     return error;
 }
@@ -137,7 +129,7 @@ bool OwnerThreads::Spawn()
         return false;
     }
     waiting_.fetch_add(1);  // already: else everybody in need would start one
-    const int error = StartDetached(body_);
+    const int error = StartOne(body_);
     if (error == 0) {
         return true;
     }

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "platform/hosted/queue_thread.h"
+#include "platform/hosted/detached_thread.h"
 
 namespace hosted {
 
@@ -42,7 +42,7 @@ int EndWatch::StartOnce()
     if (!epoll) {
         return errno;
     }
-    const int error = StartThread("ownerlink-ends", [this, fd = epoll.Get()] { Run(fd); });
+    const int error = StartDetached("ownerlink-ends", [this, fd = epoll.Get()] { Run(fd); });
     if (error == 0) {
         epoll_ = std::move(epoll);
     }

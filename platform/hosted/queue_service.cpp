@@ -11,9 +11,9 @@
 #include <exception>
 #include <utility>
 
+#include "platform/hosted/detached_thread.h"
 #include "platform/hosted/hosted_log.h"
 #include "platform/hosted/queue_store.h"
-#include "platform/hosted/queue_thread.h"
 #include "platform/hosted/runtime_dir.h"
 #include "platform/hosted/spare_fd.h"
 
@@ -65,7 +65,7 @@ int QueueService::Start(UniqueFd listener, std::function<void()> onEnd)
             return error;
         }
     }
-    return StartThread("ownerlink-queue", [this, onEnd = std::move(onEnd)] {
+    return StartDetached("ownerlink-queue", [this, onEnd = std::move(onEnd)] {
         Run();
         onEnd();
     });

@@ -12,10 +12,10 @@
 #include <thread>
 #include <utility>
 
+#include "platform/hosted/detached_thread.h"
 #include "platform/hosted/hosted_log.h"
 #include "platform/hosted/queue_end_watch.h"
 #include "platform/hosted/queue_pause.h"
-#include "platform/hosted/queue_thread.h"
 
 namespace hosted {
 namespace {
@@ -80,7 +80,7 @@ int QueueSubscription::StartReading(const std::shared_ptr<QueueSubscription>& se
         self->entry_.reserve(kMaxBlockSize);
         error = EndWatch::Instance().Watch(self->CurrentLink());
         if (error == 0) {
-            error = StartThread("ownerlink-read", [self] { self->Run(); });
+            error = StartDetached("ownerlink-read", [self] { self->Run(); });
         }
     } catch (const std::bad_alloc&) {
         error = ENOMEM;

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "platform/ezcom.h"
+#include "platform/hosted/detached_thread.h"
 #include "platform/iam_queue.h"
 
 namespace {
@@ -114,7 +115,7 @@ void AcceptPipes(int listener)
     while (true) {
         const int pipe = EzcomAcceptPipe(listener, -1);
         if (pipe >= 0) {
-            std::thread(ServePipe, pipe).detach();
+            hosted::StartDetached("test-pipe", [=] { ServePipe(pipe); });
         }
     }
 }

@@ -1,4 +1,4 @@
-#include "platform/hosted/queue_thread.h"
+#include "platform/hosted/detached_thread.h"
 
 #include <pthread.h>
 
@@ -24,19 +24,30 @@ void* Run(void* argument)
 
 }  // namespace
 
-int StartThread(const char* name, std::function<void()> body)
+// Detached from the first: one that ends while `pthread_detach` runs may take its own record away
+// under it.
+int StartDetached(void* (*run)(void*), void* argument)
 {
-    auto start = std::make_unique<Start>(Start{name, std::move(body)});
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
     pthread_t thread = {};
-    const int error = pthread_create(&thread, nullptr, Run, start.get());
+    const int error = pthread_create(&thread, &attributes, run, argument);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+    return error;
+}
+
+int StartDetached(const char* name, std::function<void()> body)
+{
+    auto start = std::make_unique<Start>(Start{name, std::move(body)});
+    const int error = StartDetached(Run, start.get());
     if (error == 0) {
         (void)start.release();
-        pthread_detach(thread);
     }
     return error;
 }
