@@ -74,6 +74,9 @@ bool WasAborted(Process& process)
 
 }  // namespace
 
+// A refusal comes when the owner comes to it; what it cannot refuse waits for as long.
+constexpr int kRefusalMs = 3000;
+
 // First with connections that are idle and can be ended for others, then with none. A connection
 // that has ended a moment too late for the shortage leaves its descriptor to a newcomer, whose
 // request then blocks as well.
@@ -86,7 +89,7 @@ void OwnerWithoutDescriptors(World& world)
     world.Begin(world.Client(), kLongMs);
     world.Owner().Order("blocked " + std::to_string(kRequests));
     world.Owner().Order("starve descriptors");
-    world.Begin(*newcomer, kShortMs, 3, 1);
+    world.Begin(*newcomer, kRefusalMs, 3, 1);
     const auto refused = world.End(*newcomer, {"ioctl:EBUSY", "ioctl:ETIMEDOUT", "query:0xF1030D"});
     const auto busy = refused.find("ioctl:EBUSY");
     if (busy == refused.end() || busy->second < 2 * kPlainRequests) {

@@ -58,7 +58,7 @@ size_t FilesIn(const std::string& directory)
 
 bool Eventually(const std::function<bool()>& condition)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {
             return false;

@@ -18,7 +18,7 @@ inline constexpr int kShortMs = 150;   // a time-out that is to pass
 inline constexpr int kLongMs = 20000;  // one that is not
 
 // What an order may take beyond its time-out: `open`'s own bound, and what a busy machine adds.
-inline constexpr int kBeyondMs = 500 + 3000;
+inline constexpr int kBeyondMs = 500 + 10000;
 
 class World {
 public:

@@ -100,7 +100,7 @@ TEST_F(Exchange, ReadReturnsWhatTheHookDelivers)
 {
     std::string buffer(4, '\0');
 
-    EXPECT_EQ(Read(OpenOrFail(), buffer), (CallResult{4, 0}));
+    EXPECT_EQ(ReadInTheEnd(OpenOrFail(), buffer), (CallResult{4, 0}));
     EXPECT_EQ(buffer, "rrrr");
 }
 

@@ -81,7 +81,7 @@ TEST_F(Load, ReadIsAnsweredWhile200CallbacksBlock)
     const int fd = OpenOrFail();
     std::string buffer(4, '\0');
 
-    EXPECT_EQ(Read(fd, buffer), (CallResult{4, 0}));
+    EXPECT_EQ(ReadInTheEnd(fd, buffer), (CallResult{4, 0}));
     EXPECT_EQ(Ioctl(fd, kEcho), (CallResult{64, 0}));
     EXPECT_GE(CountsOf(fd).threads, 201U);
 
@@ -111,7 +111,7 @@ TEST_F(Load, AtTheLimitOfTheOwnerIoctlsAreEBUSYAndReadsAreAnswered)
     std::string buffer(4, '\0');
 
     EXPECT_EQ(Ioctl(fd, kEcho), (CallResult{-1, EBUSY}));
-    EXPECT_EQ(Read(fd, buffer), (CallResult{4, 0}));
+    EXPECT_EQ(ReadInTheEnd(fd, buffer), (CallResult{4, 0}));
     EXPECT_EQ(Ioctl(fd, kEcho), (CallResult{-1, EBUSY}));
     EXPECT_THAT(
         owner.Log(),
@@ -125,7 +125,7 @@ TEST_F(Load, AtTheLimitOfTheOwnerIoctlsAreEBUSYAndReadsAreAnswered)
 
 TEST_F(Load, AtOneProcessesLimitItsIoctlsAreEBUSYAndAnotherProcessIsServed)
 {
-    OwnerProcess owner;
+    OwnerProcess owner(kName, kLongTimeOut);
     std::vector<std::future<CallResult>> calls;
     for (int i = 0; i < 64; ++i) {
         calls.push_back(std::async(std::launch::async, [] { return Ioctl(OpenOrFail(), kBlock); }));
@@ -135,7 +135,7 @@ TEST_F(Load, AtOneProcessesLimitItsIoctlsAreEBUSYAndAnotherProcessIsServed)
     std::string buffer(4, '\0');
 
     EXPECT_EQ(Ioctl(fd, kEcho), (CallResult{-1, EBUSY}));
-    EXPECT_EQ(Read(fd, buffer), (CallResult{4, 0}));
+    EXPECT_EQ(ReadInTheEnd(fd, buffer), (CallResult{4, 0}));
     EXPECT_THAT(owner.Log(), HasSubstr("limit of process 64, count 64"));
     Blockers other(1, 1);
     EXPECT_EQ(owner.Tell("blocked 65"), "blocked");
@@ -150,7 +150,7 @@ TEST_F(Load, AtOneProcessesLimitItsIoctlsAreEBUSYAndAnotherProcessIsServed)
 
 TEST_F(Load, SlowCallbacksDoNotHoldUpQuickOnes)
 {
-    OwnerProcess owner;
+    OwnerProcess owner(kName, kLongTimeOut);
     std::vector<std::future<CallResult>> slow;
     for (int i = 0; i < 20; ++i) {
         slow.push_back(std::async(std::launch::async, [] { return Ioctl(OpenOrFail(), kBlock); }));

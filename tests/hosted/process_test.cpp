@@ -191,7 +191,7 @@ TEST_F(Process, ACallbackThatRunsAtExitIsWaitedFor)
 
 TEST_F(Process, ACallbackThatBlocksHoldsUpTheExitForTwoSecondsAtMost)
 {
-    OwnerProcess owner;
+    OwnerProcess owner(kName, kLongTimeOut);
     const int fd = OpenOrFail();
     auto call = std::async(std::launch::async, [&] { return Ioctl(fd, kBlock); });
     ASSERT_EQ(owner.Tell("blocked 1"), "blocked");
@@ -208,7 +208,7 @@ TEST_F(Process, ACallbackThatBlocksHoldsUpTheExitForTwoSecondsAtMost)
 
 TEST_F(Process, RequestsThatArriveWhileTheOwnerExitsAreEPIPEOrENOENT)
 {
-    OwnerProcess owner;
+    OwnerProcess owner(kName, kLongTimeOut);
     const int blocked = OpenOrFail();
     const int standing = OpenOrFail();
     EXPECT_EQ(Ioctl(standing, kEcho), (CallResult{64, 0}));

@@ -160,7 +160,7 @@ TEST_F(Registration, OfANullHookMakesItOneThatFails)
 
     EXPECT_EQ(Ioctl(OpenOrFail("no-open"), 1), (CallResult{-1, EIO}));
     EXPECT_EQ(Ioctl(OpenOrFail("no-ioctl"), 1), (CallResult{-1, EREMOTEIO}));
-    EXPECT_EQ(Read(OpenOrFail("no-ioctl"), buffer), (CallResult{-1, EREMOTEIO}));
+    EXPECT_EQ(ReadInTheEnd(OpenOrFail("no-ioctl"), buffer), (CallResult{-1, EREMOTEIO}));
 }
 
 TEST_F(Registration, WithAnOpenHookThatRefusesServesNoMessageOfTheFileAndClosesIt)
@@ -173,7 +173,7 @@ TEST_F(Registration, WithAnOpenHookThatRefusesServesNoMessageOfTheFileAndClosesI
 
     EXPECT_EQ(Ioctl(refused, 1), (CallResult{-1, EIO}));
     EXPECT_EQ(Ioctl(refused, 1), (CallResult{-1, EIO}));
-    EXPECT_EQ(Read(refused, buffer), (CallResult{-1, EIO}));
+    EXPECT_EQ(ReadInTheEnd(refused, buffer), (CallResult{-1, EIO}));
     EXPECT_EQ(TakeHooks(), "open close ");
 
     Close(refused);
@@ -195,7 +195,7 @@ TEST_F(Registration, OfAReadHookCountsWhatItReturnsAndNotItsOutArgument)
     ASSERT_EQ(Register({"reads", &ops, 5000}), 0);
     std::string buffer(4, '.');
 
-    EXPECT_EQ(Read(OpenOrFail("reads"), buffer), (CallResult{1, 0}));
+    EXPECT_EQ(ReadInTheEnd(OpenOrFail("reads"), buffer), (CallResult{1, 0}));
     EXPECT_EQ(buffer, "r...");
 }
 

@@ -187,6 +187,16 @@ CallResult Read(int fd, std::string& buffer)
     return ResultOf(IAMFileRead(fd, buffer.data(), buffer.size()));
 }
 
+CallResult ReadInTheEnd(int fd, std::string& buffer)
+{
+    CallResult result = {-1, ETIMEDOUT};
+    Eventually([&] {
+        result = Read(fd, buffer);
+        return !(result == CallResult{-1, ETIMEDOUT});
+    });
+    return result;
+}
+
 CallResult Close(int fd)
 {
     errno = 0;

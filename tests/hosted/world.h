@@ -35,6 +35,8 @@ private:
 void AdmitAllTo(const std::string& directory);
 
 // A test owner. Killed and reaped with its object.
+inline constexpr const char* kLongTimeOut = "60000";  // of a service; never meant to pass
+
 class OwnerProcess {
 public:
     explicit OwnerProcess(const std::string& name = kName, const std::string& timeoutMs = "5000");
@@ -74,6 +76,7 @@ CallResult Open(const std::string& name = kName, int flags = 2 /* O_RDWR */);
 CallResult Ioctl(int fd, uint32_t command, std::string& buffer);
 CallResult Ioctl(int fd, uint32_t command);  // with a buffer of 64 bytes that nobody looks at
 CallResult Read(int fd, std::string& buffer);
+CallResult ReadInTheEnd(int fd, std::string& buffer);  // again where its one second has passed
 CallResult Close(int fd);
 
 // Publishes `name` in this process with an open hook that lets everybody in.

@@ -102,10 +102,10 @@ inline int Respond(int pipe, const std::string& text)
     return result != 0 ? result : EzcomSendResponse(pipe, response);
 }
 
-// Sends until the pipe is busy, and says how many requests it took. They say 0, 1 and so on.
-inline int SendUntilBusy(int pipe)
+// Sends until the pipe is busy, and says how many requests it has taken with the `count` before.
+// They say 0, 1 and so on.
+inline int SendUntilBusy(int pipe, int count = 0)
 {
-    int count = 0;
     int result = 0;
     while ((result = EzcomSendRequest(pipe, Request(std::to_string(count)))) == 0) {
         ++count;

@@ -27,7 +27,7 @@ inline std::string FailedWith(int error)
     return "failed " + std::to_string(error);
 }
 
-std::string Publish(const std::string& name);
+std::string Publish(const std::string& nameAndTimeOut);  // "NAME [MILLISECONDS]"
 std::string Serve(const std::string& name);
 Commands OwnerCommands();
 

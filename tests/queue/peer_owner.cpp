@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -174,10 +175,14 @@ std::string SetPool(const Words& words)
 
 }  // namespace
 
-std::string Publish(const std::string& name)
+std::string Publish(const std::string& nameAndTimeOut)
 {
+    std::istringstream words(nameAndTimeOut);
+    std::string name;
+    uint32_t timeOut = 60000;  // never meant to pass
+    words >> name >> timeOut;
     const IAMQueueOps ops = {nullptr, nullptr, OnOpen, OnClose, nullptr};
-    const IAMQueueServiceDesc desc = {name.c_str(), &ops, 5000, 0};
+    const IAMQueueServiceDesc desc = {name.c_str(), &ops, timeOut, 0};
     const int result = IAMRegisterQueueService(&desc);
     return result == 0 ? "ready" : FailedWith(-result);
 }

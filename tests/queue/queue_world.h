@@ -2,6 +2,8 @@
 #ifndef OWNERLINK_TESTS_QUEUE_QUEUE_WORLD_H
 #define OWNERLINK_TESTS_QUEUE_QUEUE_WORLD_H
 
+#include <cstdint>
+#include <functional>
 #include <string>
 
 #include "platform/iam_queue.h"
@@ -29,6 +31,13 @@ class Subscriber : public QueuePeer {
 public:
     explicit Subscriber(const std::string& name = kQueue) : QueuePeer("subscribe " + name) {}
 };
+
+// Whether one of some attempts takes less than the two seconds that an exit waits at most: such a
+// wait shows in each of them, a busy machine in some.
+inline bool IsOnceBelowTheExitsLimit(const std::function<int64_t()>& attempt)
+{
+    return Eventually([&] { return attempt() < 1900; });
+}
 
 // "first,first+1,...": what a subscriber answers that got `count` numbers.
 inline std::string Numbers(int first, int count)

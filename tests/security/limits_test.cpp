@@ -98,9 +98,10 @@ TEST_F(LimitOfAUser, OfUnreadAnswersEndsTheConnection)
         const std::string request =
             MessageOf(RequestHeader(kEchoCommand, kMaxPayload), std::string(kMaxPayload, 'a'));
         while (send(client.Fd(), request.data(), request.size(), MSG_NOSIGNAL) > 0) {}
+        // What the owner left unread makes the first look at its end an error: twice is the end.
         int count = 0;
-        while (!client.Receive().empty()) {
-            ++count;
+        for (int ends = 0; ends < 2;) {
+            ++(client.Receive().empty() ? ends : count);
         }
         return count;
     });
