@@ -21,14 +21,18 @@ std::chrono::nanoseconds Now(clockid_t clock)
 
 }  // namespace
 
-std::optional<SleepMeter::Nanoseconds> SleepMeter::Take(Nanoseconds bootTime, Nanoseconds monotonic)
+std::optional<SleepMeter::Nanoseconds> SleepMeter::Take(Nanoseconds before, Nanoseconds bootTime,
+                                                        Nanoseconds after)
 {
-    const Nanoseconds offset = bootTime - monotonic;
-    const std::optional<Nanoseconds> before = std::exchange(offset_, offset);
-    if (!before || offset - *before < kShortestSleep) {
+    if (after - before >= kShortestSleep) {
         return std::nullopt;
     }
-    return offset - *before;
+    const Nanoseconds offset = bootTime - after;
+    const std::optional<Nanoseconds> last = std::exchange(offset_, offset);
+    if (!last || offset - *last < kShortestSleep) {
+        return std::nullopt;
+    }
+    return offset - *last;
 }
 
 ResumeWatch::ResumeWatch(EventLoop& loop, std::function<void(std::chrono::nanoseconds)> resumed)
@@ -59,8 +63,9 @@ void ResumeWatch::Arm()
 
 void ResumeWatch::Look()
 {
+    const std::chrono::nanoseconds before = Now(CLOCK_MONOTONIC);
     const std::chrono::nanoseconds bootTime = Now(CLOCK_BOOTTIME);
-    if (const auto slept = meter_.Take(bootTime, Now(CLOCK_MONOTONIC))) {
+    if (const auto slept = meter_.Take(before, bootTime, Now(CLOCK_MONOTONIC))) {
         resumed_(*slept);
     }
 }

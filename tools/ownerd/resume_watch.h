@@ -15,12 +15,13 @@ class SleepMeter {
 public:
     using Nanoseconds = std::chrono::nanoseconds;
 
-    // A difference below this is the time between the two readings.
+    // A difference below this is the time between the readings.
     static constexpr std::chrono::milliseconds kShortestSleep{50};
 
-    // Takes both clocks' readings, and gives how long the machine has slept since the last ones;
-    // nothing if it has not.
-    std::optional<Nanoseconds> Take(Nanoseconds bootTime, Nanoseconds monotonic);
+    // Takes the boot-time clock's reading and the monotonic one's from before and after it, and
+    // gives how long the machine has slept since the last ones; nothing if it has not. Readings of
+    // a process that was held up between them count for nothing: the next ones tell as well.
+    std::optional<Nanoseconds> Take(Nanoseconds before, Nanoseconds bootTime, Nanoseconds after);
 
 private:
     std::optional<Nanoseconds> offset_;
