@@ -97,10 +97,11 @@ TEST_F(CtlTest, ASlowOwnerIsNamedWithTheLimitThatItPassed)
     StartAll();
     Owner(APPMGR).Tell("always state block");
 
-    const Ended ended = Ctl({"set-state", "WORKING", "--timeout", "200ms"});
+    const Ended ended = Ctl({"set-state", "WORKING", "--timeout", "2s"});
 
     EXPECT_EQ(ended.code, kExitPartly);
-    EXPECT_THAT(Plain(ended.out), HasSubstr("APPMGR <APPMGR> no answer no answer within 200 ms\n"));
+    EXPECT_THAT(Plain(ended.out),
+                HasSubstr("APPMGR <APPMGR> no answer no answer within 2000 ms\n"));
     EXPECT_THAT(ended.err, HasSubstr("allow more with --timeout"));
     Owner(APPMGR).Tell("release state accept");
 }

@@ -37,10 +37,10 @@ TEST_F(CtlTest, WaitForAnyEndsWithTheFirst)
     Ctl({"start", "APPMGR/one"});
     Ctl({"stop", "APPMGR/other"});
 
-    const Words both = {"wait",    "APPMGR/one", "APPMGR/other", "--for",
-                        "running", "--within",   "0.1s"};
+    Words both = {"wait", "APPMGR/one", "APPMGR/other", "--for", "running"};
     Words any = both;
     any.push_back("--any");
+    both.insert(both.end(), {"--within", "0.1s"});
 
     EXPECT_EQ(Ctl(both).code, kExitTimedOut);
     EXPECT_EQ(Ctl(any).code, kExitDone);
@@ -50,7 +50,12 @@ TEST_F(CtlTest, WaitTimesOutWithACodeOfItsOwnAndTheLastState)
 {
     Start(APPMGR);
 
-    const Ended ended = Ctl({"wait", "APPMGR/nav", "--for", "running", "--within", "300ms"});
+    const Words words = {"wait", "APPMGR/nav", "--for", "running", "--within", "300ms"};
+    Ended ended = Ctl(words);
+    while (ended.err.find("no answer within") !=
+           std::string::npos) {  // the last question has 0.1 s
+        ended = Ctl(words);
+    }
 
     EXPECT_EQ(ended.code, kExitTimedOut);
     EXPECT_EQ(ended.err, "ownerlinkctl: APPMGR/nav: it is TERMINATED after 300 ms\n");
@@ -81,10 +86,9 @@ TEST_F(CtlTest, WaitForAnyGivesUpOnlyWhenAllAreHopeless)
 {
     ExampleOwner owner(APPMGR);
     Ctl({"stop", "APPMGR/there"});
-    const Words words = {"wait",    "APPMGR/there", "APPMGR/not", "--for",
-                         "running", "--within",     "100ms"};
+    const Words words = {"wait", "APPMGR/there", "APPMGR/not", "--for", "running"};
     Words any = words;
-    any.push_back("--any");
+    any.insert(any.end(), {"--any", "--within", "100ms"});
 
     EXPECT_EQ(Ctl(words).code, kExitHopeless);
     EXPECT_EQ(Ctl(any).code, kExitTimedOut);
@@ -119,7 +123,7 @@ TEST_F(CtlTest, WaitDoesNotTakeAnotherOwnersApplicationOfTheSameName)
     Start(APPMGR);
     ExampleOwner iam(IAM);
 
-    const Ended ended = Ctl({"wait", "IAM/nav", "--for", "terminated", "--within", "100ms"});
+    const Ended ended = Ctl({"wait", "IAM/nav", "--for", "terminated"});
 
     EXPECT_EQ(ended.code, kExitHopeless);
 }

@@ -140,11 +140,15 @@ TEST_F(ChangeAppTest, AnswersProcessingAtTheTimeOutAndGoesOn)
     Begin(Entry("camera",
                 Doing("ignore=15 notify=READY=1 stay") + ", ready: notify, stop-grace: 60min"));
     StartOne("camera");
+    const pid_t pid = PidOf("camera");
+    ASSERT_GT(pid, 0);
     constexpr int kPassingTimeOut = 2000;  // a tenth of it is left for the answer
 
-    EXPECT_EQ(ChangeOne("camera", ProcMgr::TERM, {}, kPassingTimeOut), "PROCESSING");
+    // A machine that is busier than that is asked anew.
+    EXPECT_TRUE(Eventually(
+        [&] { return ChangeOne("camera", ProcMgr::TERM, {}, kPassingTimeOut) == "PROCESSING"; }));
 
-    kill(PidOf("camera"), SIGKILL);
+    kill(pid, SIGKILL);
     EXPECT_TRUE(AwaitLogged("camera: stopped, ended by SIGKILL"));
     EXPECT_EQ(Logged("camera: restarted in"), 0U);
 }

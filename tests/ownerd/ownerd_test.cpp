@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <sstream>
 #include <thread>
 
@@ -56,8 +55,10 @@ bool IsAlive(pid_t pid)
 
 std::string FileText(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    const std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;  // a stream's iterator would throw where a process has ended meanwhile
+    text << file.rdbuf();
+    return text.str();
 }
 
 std::vector<std::string> FileLines(const std::string& path)
@@ -86,7 +87,7 @@ OwnerdTest::~OwnerdTest()
     // Its guardian ends what it leaves; the world may not go before.
     if (owner_ && owner_->Process() > 0) {
         SignalOwner(SIGTERM);
-        SignalOwner(SIGTERM);
+        SignalOwner(SIGINT);  // the second kills what does not end; two of one kind may come as one
         owner_->AwaitExit();
     }
     EndLeftApplications();

@@ -67,6 +67,7 @@ TEST_F(RestartTest, BringsBackAnApplicationThatIsKilled)
     Begin(Entry("camera", Counting("stay") + "on-failure"));
     StartOne("camera");
     const pid_t pid = PidOf("camera");
+    ASSERT_GT(pid, 0);
 
     kill(pid, SIGKILL);
 

@@ -94,6 +94,7 @@ TEST_F(OwnerDeathTest, LetsTheNextLifeRestartWhatItHasTakenOver)
     Begin(Entry("camera", Doing("stay") + kKept), kKeep);
     StartOne("camera");
     const pid_t pid = PidOf("camera");
+    ASSERT_GT(pid, 0);
     KillOwner();
     StartAgain();
 

@@ -140,11 +140,11 @@ TEST_F(ChangeAcrossProcesses, DynamicParametersReachAnOwnerExceptWithATerminatio
     ended.appName = "b";
     ended.optionType = ProcMgr::TERM;
 
-    const ChangeOutcome outcome = Change({app, ended}, 3000);
+    const ChangeOutcome outcome = Change({app, ended}, 30000);
 
     EXPECT_EQ(outcome.code, kOk);
     EXPECT_THAT(Owner(IAM).Reports(),
-                ElementsAre("change 3000 stop=b:x:y start=a:x:y@0:v@2:w1@2:w2"));
+                ElementsAre("change 30000 stop=b:x:y start=a:x:y@0:v@2:w1@2:w2"));
 }
 
 TEST_F(ChangeAcrossProcesses, AnOwnersStatesComeBackOneByOne)

@@ -72,10 +72,11 @@ TEST_F(TroubleWithAnOwner, AnOwnerSlowerThanTheTimeOutFailsTheCallAndServesTheNe
     ASSERT_TRUE(Owner(APPMGR).Tell("once state block 1"));
 
     EXPECT_EQ(SetState(ProcMgr::WORKING, kShortTimeOut), kStateFailed);
+    ASSERT_TRUE(Owner(APPMGR).Await("state 1 200"));
     EXPECT_EQ(SetState(ProcMgr::SUSPEND), kOk);
 
     EXPECT_THAT(Owner(APPMGR).Reports(), ElementsAre("state 1 200", "state 2 60000"));
-    EXPECT_EQ(LoggedCount("ret=-1,err=110,timeout=200"), 1U);
+    EXPECT_EQ(LoggedCount("resFileName=" + ResourceOf(APPMGR) + ",ret=-1,err=110,timeout=200"), 1U);
     ASSERT_TRUE(Owner(APPMGR).Tell("release state accept"));
 }
 
@@ -84,6 +85,7 @@ TEST_F(TroubleWithAnOwner, ALateYesIsNotTakenForTheNextVerdict)
     StartAll();
     ASSERT_TRUE(Owner(APPMGR).Tell("once state block 1"));
     ASSERT_EQ(SetState(ProcMgr::WORKING, kShortTimeOut), kStateFailed);
+    ASSERT_TRUE(Owner(APPMGR).Await("state 1 200"));
 
     ASSERT_TRUE(Owner(APPMGR).Tell("always state refuse"));
     ASSERT_TRUE(Owner(APPMGR).Tell("release state accept"));
@@ -96,6 +98,7 @@ TEST_F(TroubleWithAnOwner, ALateNoIsNotTakenForTheNextVerdict)
     StartAll();
     ASSERT_TRUE(Owner(APPMGR).Tell("once state block 1"));
     ASSERT_EQ(SetState(ProcMgr::WORKING, kShortTimeOut), kStateFailed);
+    ASSERT_TRUE(Owner(APPMGR).Await("state 1 200"));
 
     ASSERT_TRUE(Owner(APPMGR).Tell("release state refuse"));
 

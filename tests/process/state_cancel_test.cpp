@@ -26,13 +26,13 @@ TEST_F(CancelAcrossProcesses, WorkingAfterSuspendPreReachesTheCancelCallbacks)
 {
     StartAll();
 
-    EXPECT_EQ(SetState(ProcMgr::SUSPEND_PRE, 1000), kOk);
-    EXPECT_EQ(SetState(ProcMgr::WORKING, 2000), kOk);
-    EXPECT_EQ(SetState(ProcMgr::WORKING, 3000), kOk);
+    EXPECT_EQ(SetState(ProcMgr::SUSPEND_PRE, 10000), kOk);
+    EXPECT_EQ(SetState(ProcMgr::WORKING, 20000), kOk);
+    EXPECT_EQ(SetState(ProcMgr::WORKING, 30000), kOk);
 
     for (const GroupOwner group : kGroups) {
         EXPECT_THAT(Owner(group).Reports(),
-                    ElementsAre("state 258 1000", "cancel 1 2000", "state 1 3000"));
+                    ElementsAre("state 258 10000", "cancel 1 20000", "state 1 30000"));
     }
 }
 
@@ -123,6 +123,9 @@ TEST_F(CancelAcrossProcesses, ACancelReachesAnOwnerWhoseEarlierCallbackOutlivedI
     StartAll();
     ASSERT_TRUE(Owner(IAM).Tell("once state block 1"));
     ASSERT_EQ(SetState(ProcMgr::SUSPEND_PRE, kShortTimeOut), kStateFailed);
+    for (const GroupOwner group : kGroups) {
+        ASSERT_TRUE(Owner(group).Await("state 258 200"));
+    }
 
     const uint32_t cancel = SetState(ProcMgr::WORKING);
 

@@ -13,11 +13,11 @@ TEST_F(StateAcrossProcesses, WorkingReachesThreeOwnersWithItsTimeOut)
 {
     StartAll();
 
-    const uint32_t code = SetState(ProcMgr::WORKING, 1500);
+    const uint32_t code = SetState(ProcMgr::WORKING, 15000);
 
     EXPECT_EQ(code, kOk);
     for (const GroupOwner group : kGroups) {
-        EXPECT_THAT(Owner(group).Reports(), ElementsAre("state 1 1500"));
+        EXPECT_THAT(Owner(group).Reports(), ElementsAre("state 1 15000"));
     }
 }
 
