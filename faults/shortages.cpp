@@ -72,10 +72,10 @@ bool WasAborted(Process& process)
     return WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
 }
 
-}  // namespace
-
-// A refusal comes when the owner comes to it; what it cannot refuse waits for as long.
+// A refusal comes when the owner comes to it; what it does not refuse waits for as long.
 constexpr int kRefusalMs = 3000;
+
+}  // namespace
 
 // First with connections that are idle and can be ended for others, then with none. A connection
 // that has ended a moment too late for the shortage leaves its descriptor to a newcomer, whose

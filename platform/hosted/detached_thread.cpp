@@ -24,8 +24,8 @@ void* Run(void* argument)
 
 }  // namespace
 
-// Detached from the first: one that ends while `pthread_detach` runs may take its own record away
-// under it.
+// Detached from the first: a thread that ends while `pthread_detach` runs may take its own record
+// away under it.
 int StartDetached(void* (*run)(void*), void* argument)
 {
     pthread_attr_t attributes;

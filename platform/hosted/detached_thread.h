@@ -7,7 +7,7 @@
 
 namespace hosted {
 
-// Both return 0 or an errno number. The first takes no memory.
+// Both return 0 or an errno number. The first asks the heap for nothing.
 int StartDetached(void* (*run)(void*), void* argument);
 int StartDetached(const char* name, std::function<void()> body);  // 15 characters at most
 
