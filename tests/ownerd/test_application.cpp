@@ -47,6 +47,13 @@ void Mark(const std::string& file)
     Append(file, std::to_string(getpid()));
 }
 
+void Await(const std::string& file)
+{
+    while (access(file.c_str(), F_OK) != 0) {
+        usleep(1000);
+    }
+}
+
 // A file is there before what is written to it.
 void AwaitMark(const std::string& file)
 {
@@ -149,9 +156,7 @@ void Become(const std::string& file)
     }
     AwaitMark(file);
     Notify("MAINPID=" + std::to_string(pid) + ",READY=1");
-    while (access((file + ".go").c_str(), F_OK) != 0) {
-        usleep(1000);
-    }
+    Await(file + ".go");
     _exit(0);
 }
 
@@ -161,13 +166,6 @@ void OnSignalFrom(const std::string& value)
     const int signal = std::stoi(value);
     fileOfSignal[signal] = value.substr(colon + 1);
     std::signal(signal, OnSignal);
-}
-
-void Await(const std::string& file)
-{
-    while (access(file.c_str(), F_OK) != 0) {
-        usleep(1000);
-    }
 }
 
 void Do(const std::string& verb, const std::string& value, int argc, char** argv)
