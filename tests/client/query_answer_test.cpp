@@ -31,11 +31,11 @@ TEST_F(QueryRecord, TakesANameThatFillsIt)
               RecordBytes(Bytes(1u) + NameBytes(std::string(3876, 'n')) + Bytes(1u), 100));
 }
 
-using Names = std::vector<std::string>;
-
 struct TooMuch {
     std::string name;
-    Names (*names)();
+    std::size_t firstLength;
+    std::size_t others;
+    std::string other;
 };
 
 void PrintTo(const TooMuch& list, std::ostream* out)
@@ -47,7 +47,8 @@ class QueryTooLong : public QueryRecord, public ::testing::WithParamInterface<To
 
 TEST_P(QueryTooLong, IsNotSent)
 {
-    const Names names = GetParam().names();
+    std::vector<std::string> names(1 + GetParam().others, GetParam().other);
+    names.front() = std::string(GetParam().firstLength, 'n');
 
     EXPECT_EQ(Query(names), kQueryFailed);
 
@@ -60,26 +61,11 @@ TEST_P(QueryTooLong, IsNotSent)
 }
 
 INSTANTIATE_TEST_SUITE_P(Lists, QueryTooLong,
-                         ::testing::Values(TooMuch{"NoRoomForTheType",
-                                                   [] {
-                                                       return Names{std::string(3880, 'n')};
-                                                   }},
-                                           TooMuch{"OneByteTooFewForTheType",
-                                                   [] {
-                                                       return Names{std::string(3877, 'n')};
-                                                   }},
-                                           TooMuch{"NoRoomForTheName",
-                                                   [] {
-                                                       return Names{std::string(3881, 'n')};
-                                                   }},
-                                           TooMuch{"NoRoomForTheNextLength",
-                                                   [] {
-                                                       return Names{std::string(3877, 'n'), "a"};
-                                                   }},
-                                           TooMuch{"TooManyNames",
-                                                   [] {
-                                                       return Names(1000);
-                                                   }}),
+                         ::testing::Values(TooMuch{"NoRoomForTheType", 3880, 0, ""},
+                                           TooMuch{"OneByteTooFewForTheType", 3877, 0, ""},
+                                           TooMuch{"NoRoomForTheName", 3881, 0, ""},
+                                           TooMuch{"NoRoomForTheNextLength", 3877, 1, "a"},
+                                           TooMuch{"TooManyNames", 0, 999, ""}),
                          [](const auto& test) { return test.param.name; });
 
 TEST_F(QueryRecord, NameThatCannotBeCopiedIsNotSent)
